@@ -1,0 +1,82 @@
+// The command line: options, signals, exit statuses.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "tarku/smtlib/interpreter.h"
+#include "tarku/smtlib/version.h"
+
+namespace {
+
+enum ExitStatus : int { exit_fine = 0, exit_errors_in_input = 1, exit_usage_or_io = 2, exit_interrupted = 130 };
+
+constexpr const char* summary = "Decides SMT-LIB 2.6 scripts in QF_LRA and QF_RDL with exact arithmetic.";
+
+constexpr const char* footnote =
+    "Exit status: 0 when all is fine, 1 when the script has errors (each is reported as it is met and the session\n"
+    "goes on), 2 for wrong usage or unreadable input, 130 when interrupted. An interrupt (Ctrl-C) during a check\n"
+    "makes it answer unknown; a second one, or one at any other time, ends the program.";
+
+struct Settings {
+  std::string file;
+  int verbosity = 0;
+  bool statistics = false;
+  double check_seconds = 0;
+};
+
+void describe_options(CLI::App* app, Settings* settings) {
+  constexpr double most_seconds = 1e9;
+  app->footer(footnote);
+  app->set_version_flag("--version", "tarku " + std::string(tarku::smtlib::version));
+  app->add_option("FILE", settings->file, "The script; standard input when there is none");
+  app->add_option("--verbose", settings->verbosity, "Trace level of the solver, 0 (the default) to 9")
+      ->type_name("N")
+      ->check(CLI::Range(0, 9));
+  app->add_flag("--stats", settings->statistics, "Print figures on standard error at the end");
+  app->add_option("--timeout", settings->check_seconds,
+                  "Let each check answer unknown after so many seconds; 0 (the default) for no limit")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.0, most_seconds));
+}
+
+tarku::smtlib::Interrupt interrupt;
+
+extern "C" void handle_interrupt(int) {
+  if (!interrupt.request()) _exit(exit_interrupted);
+}
+
+int run(const Settings& settings) {
+  using tarku::smtlib::Interpreter;
+  using tarku::smtlib::Source;
+  Interpreter interpreter(std::cout, std::cerr, {settings.verbosity, settings.check_seconds, &interrupt});
+  const bool is_file = !settings.file.empty();
+  Source source = is_file ? Source::of_file(settings.file) : Source::of_descriptor(STDIN_FILENO);
+  const int status = interpreter.run(std::move(source), is_file ? settings.file : "<stdin>");
+  if (settings.statistics) interpreter.print_statistics(std::cerr);
+  if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Settings settings;
+  CLI::App app(summary, "tarku");
+  describe_options(&app, &settings);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? exit_fine : exit_usage_or_io;
+  }
+  std::signal(SIGINT, handle_interrupt);
+  try {
+    return run(settings);
+  } catch (const std::exception& error) {
+    std::cerr << "tarku: " << error.what() << std::endl;
+    return exit_usage_or_io;
+  }
+}

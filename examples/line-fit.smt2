@@ -1,0 +1,18 @@
+; The straight line closest to five points, by greatest error: an error of 1 can be had, none below.
+; expect-verdicts: sat unsat
+(set-logic QF_LRA)
+(set-option :produce-models true)
+(declare-const slope Real)
+(declare-const height Real)
+(declare-const error Real)
+(define-fun line ((t Real)) Real (+ (* slope t) height))
+(assert (<= (- error) (- (line 0) 1) error))
+(assert (<= (- error) (- (line 1) 3) error))
+(assert (<= (- error) (- (line 2) 2) error))
+(assert (<= (- error) (- (line 3) 5) error))
+(assert (<= (- error) (- (line 4) 4) error))
+(assert (<= error 1))
+(check-sat)
+(get-value (slope height error))
+(assert (< error 1))
+(check-sat)

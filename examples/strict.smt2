@@ -1,0 +1,18 @@
+; Strict bounds are exact: an open triangle has inner points, a closed one of size 0 has one, an open one has none.
+; expect-verdicts: sat sat unsat
+(set-logic QF_LRA)
+(set-option :produce-models true)
+(declare-const x Real)
+(declare-const y Real)
+(push 1)
+(assert (and (> x 0) (> y 0) (< (+ x y) 0.001)))
+(check-sat)
+(get-value (x y (+ x y)))
+(pop 1)
+(push 1)
+(assert (and (>= x 0) (>= y 0) (<= (+ x y) 0)))
+(check-sat)
+(get-value (x y))
+(pop 1)
+(assert (and (> x 0) (> y 0) (<= (+ x y) 0)))
+(check-sat)

@@ -1,0 +1,376 @@
+// The engine facade: collecting literals, bringing them to the solver, and reading answers back.
+#include "tarku/smt/engine.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "tarku/la/lasolver.h"
+#include "tarku/smt/flatten.h"
+#include "tarku/termination_test.h"
+
+namespace tarku::smt {
+
+namespace {
+
+// The termination test is polled once per so many steps of the cheap loops outside the search.
+constexpr std::size_t poll_period = 256;
+
+// An infinitesimal above (direction 1) or below (-1) `value`, or just there (0).
+la::DNumber shifted(const QNumber& value, int direction) {
+  return la::DNumber(value, QNumber(direction));
+}
+
+}  // namespace
+
+// Turns the conjuncts of one assertion into literals of the engine.
+class Engine::Collector : public LiteralSink {
+ public:
+  explicit Collector(Engine& engine) : engine_(engine) {}
+
+  void boolean_literal(Term symbol, bool value) override {
+    engine_.literals_.push_back(Literal::boolean(engine_.boolean_variable(symbol), value));
+  }
+
+  void linear_literal(Term atom, Term left, Relation relation, Term right) override {
+    LinearForm& form = engine_.form_;
+    engine_.linearizer_.subtract(left, right, &form);
+    if (const Term leaf = unsupported_leaf(form); leaf.is_valid()) {
+      return unsupported(leaf, "'ite' is not supported so far");
+    }
+    if (relation == Relation::distinct && !form.terms.empty() && !engine_.disequalities_supported_) {
+      const bool direct = engine_.terms_.op(atom) == Op::distinct;
+      return unsupported(atom, direct ? "'distinct' is not supported so far" : "a negated '=' is not supported so far");
+    }
+    const AtomTable::Place place = engine_.atoms_.add(&form, relation);
+    if (place.constraint != 0) {
+      engine_.literals_.push_back(Literal::arithmetic(place.constraint));
+    } else if (!place.constant) {
+      falsity();
+    }
+  }
+
+  void falsity() override { engine_.literals_.push_back(Literal::falsity()); }
+
+  void unsupported(Term term, std::string what) override {
+    if (!unsupported_) unsupported_ = Unsupported{term, std::move(what)};
+  }
+
+  // The first conjunct that is no literal.
+  std::optional<Unsupported> unsupported_;
+
+ private:
+  Term unsupported_leaf(const LinearForm& form) const {
+    for (const Monomial& m : form.terms) {
+      if (engine_.terms_.op(m.leaf) != Op::symbol) return m.leaf;
+    }
+    return Term();
+  }
+
+  Engine& engine_;
+};
+
+Engine::Engine(TermManager& terms)
+    : terms_(terms), solver_(std::make_unique<la::Solver>(false, 0)), linearizer_(terms) {}
+
+Engine::~Engine() = default;
+
+// ---- assertions ----
+
+int Engine::assert_term(Term formula, std::optional<Unsupported>* unsupported) {
+  if (terms_.sort(formula) != Sort::boolean) throw Exception() << "assert_term: the term is of sort Real";
+  forget_answer();
+  const std::size_t before = literals_.size();
+  Collector collector(*this);
+  try {
+    flatten(terms_, formula, collector);
+  } catch (...) {
+    literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(before), literals_.end());
+    throw;
+  }
+  assertions_.push_back({num_asserted_, literals_.size()});
+  if (unsupported != nullptr) *unsupported = collector.unsupported_;
+  if (collector.unsupported_) unsupported_.emplace_back(num_asserted_, std::move(*collector.unsupported_));
+  return num_asserted_++;
+}
+
+void Engine::push() {
+  forget_answer();
+  levels_.push_back(assertions_.size());
+}
+
+void Engine::pop() {
+  if (levels_.empty()) throw Exception() << "pop: no level is left";
+  forget_answer();
+  const std::size_t kept = levels_.back();
+  levels_.pop_back();
+  if (kept == assertions_.size()) return;
+
+  const int first_gone = assertions_[kept].index;
+  const std::size_t literals_end = kept == 0 ? 0 : assertions_[kept - 1].literals_end;
+  while (num_pushed_literals_ > literals_end) pop_literal(literals_[--num_pushed_literals_]);
+  literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(literals_end), literals_.end());
+  assertions_.resize(kept);
+  while (!unsupported_.empty() && unsupported_.back().first >= first_gone) unsupported_.pop_back();
+  // A conflict among older assertions stays one.
+  if (!conflict_.empty() && conflict_.back() >= first_gone) conflict_.clear();
+}
+
+void Engine::forget_answer() {
+  answer_.reset();
+  reason_unknown_.clear();
+  model_.reset();
+}
+
+int Engine::boolean_variable(Term symbol) {
+  return boolean_variables_.emplace(symbol.id(), static_cast<int>(boolean_variables_.size()) + 1).first->second;
+}
+
+// ---- check ----
+
+Answer Engine::check() {
+  forget_answer();
+  ++num_checks_;
+  Answer answer = Answer::unknown;
+  try {
+    answer = search();
+    if (answer == Answer::unknown) reason_unknown_ = unsupported_.front().second.what;
+  } catch (const Interrupted& interruption) {
+    reason_unknown_ = interruption.what();
+  }
+  answer_ = answer;
+  return answer;
+}
+
+Answer Engine::search() {
+  if (conflict_.empty()) tell_new_atoms();
+  if (conflict_.empty()) push_new_literals();
+  // Without anything pushed there is nothing to search, and the solver stays open for cheap telling.
+  const bool idle = !solver_->initialized_ && solver_->constraint_stack_.empty();
+  if (conflict_.empty() && !idle && !solver_->check(false)) set_solver_conflict();
+  if (!conflict_.empty()) return Answer::unsat;
+  return unsupported_.empty() ? Answer::sat : Answer::unknown;
+}
+
+// The one place where forms and bounds reach the solver; what shall be simplified across assertions first is simplified
+// here. Forms precede bounds, because the solver sets aside what has no bound when the first literal is pushed.
+// Needs: no conflict pending, in which the solver would drop equations.
+void Engine::tell_new_atoms() {
+  assert(!solver_->in_conflict_);
+  for (; num_told_rows_ < atoms_.rows().size(); ++num_told_rows_) {
+    if (num_told_rows_ % poll_period == 0) poll();
+    tell_row(atoms_.rows()[num_told_rows_]);
+  }
+  for (; num_told_bounds_ < atoms_.bounds().size(); ++num_told_bounds_) {
+    if (num_told_bounds_ % poll_period == 0) poll();
+    tell_bound(atoms_.bounds()[num_told_bounds_]);
+  }
+}
+
+void Engine::tell_row(const AtomTable::Row& row) {
+  std::vector<std::pair<int, const QNumber*>> terms;
+  terms.reserve(row.count);
+  const Monomial* monomials = atoms_.monomials(row);
+  for (std::uint32_t i = 0; i < row.count; ++i) {
+    terms.emplace_back(atoms_.find_variable(monomials[i].leaf), &monomials[i].coeff);
+  }
+  // Ascending, so that each term is appended.
+  std::sort(terms.begin(), terms.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  la::Equation equation(row.variable);
+  for (const auto& [variable, coeff] : terms) equation.add_term(variable, *coeff);
+  solver_->tell_equation(row.constraint, equation);
+}
+
+void Engine::tell_bound(const AtomTable::Bound& bound) {
+  const int c = bound.constraint, v = bound.variable;
+  switch (bound.relation) {
+    case Relation::less:
+      return solver_->tell_upper_bound(c, v, shifted(bound.value, -1));
+    case Relation::less_equal:
+      return solver_->tell_upper_bound(c, v, shifted(bound.value, 0));
+    case Relation::equal:
+      return solver_->tell_equal_bound(c, v, shifted(bound.value, 0));
+    case Relation::distinct:
+      return solver_->tell_diseq_bound(c, v, shifted(bound.value, 0));
+    case Relation::greater_equal:
+      return solver_->tell_lower_bound(c, v, shifted(bound.value, 0));
+    case Relation::greater:
+      return solver_->tell_lower_bound(c, v, shifted(bound.value, 1));
+  }
+}
+
+// Pushes what is not pushed yet, until a conflict shows.
+void Engine::push_new_literals() {
+  constraint_holders_.resize(static_cast<std::size_t>(atoms_.num_constraints()) + 1);
+  boolean_holders_.resize(boolean_variables_.size() + 1);
+  auto owner = std::upper_bound(assertions_.begin(), assertions_.end(), num_pushed_literals_,
+                                [](std::size_t position, const Assertion& a) { return position < a.literals_end; });
+  while (num_pushed_literals_ < literals_.size()) {
+    if (num_pushed_literals_ % poll_period == 0) poll();
+    while (owner->literals_end <= num_pushed_literals_) ++owner;
+    if (!push_literal(literals_[num_pushed_literals_++], owner->index)) return;
+  }
+}
+
+// False when the literal contradicts those below it; it counts as pushed all the same.
+bool Engine::push_literal(Literal literal, int assertion) {
+  if (literal.is_arithmetic()) return push_arithmetic(literal.constraint(), assertion);
+  if (!literal.is_falsity()) return push_boolean(literal, assertion);
+  set_conflict({assertion});
+  return false;
+}
+
+bool Engine::push_arithmetic(int constraint, int assertion) {
+  Holder& holder = constraint_holders_[static_cast<std::size_t>(constraint)];
+  if (holder.count++ > 0) return true;
+  holder.assertion = assertion;
+  if (solver_->push_constraint(constraint)) return true;
+  set_solver_conflict();
+  return false;
+}
+
+bool Engine::push_boolean(Literal literal, int assertion) {
+  Holder& holder = boolean_holders_[static_cast<std::size_t>(literal.variable())];
+  if (holder.count++ == 0) {
+    holder.assertion = assertion;
+    holder.value = literal.value();
+  }
+  if (holder.value == literal.value()) return true;
+  set_conflict({holder.assertion, assertion});
+  return false;
+}
+
+void Engine::pop_literal(Literal literal) {
+  if (literal.is_falsity()) return;
+  Holder& holder = literal.is_arithmetic() ? constraint_holders_[static_cast<std::size_t>(literal.constraint())]
+                                           : boolean_holders_[static_cast<std::size_t>(literal.variable())];
+  assert(holder.count > 0);
+  if (--holder.count > 0 || !literal.is_arithmetic()) return;
+  const int popped = solver_->pop_constraint();
+  assert(popped == literal.constraint());
+  (void)popped;
+}
+
+void Engine::set_conflict(std::vector<int> assertions) {
+  std::sort(assertions.begin(), assertions.end());
+  assertions.erase(std::unique(assertions.begin(), assertions.end()), assertions.end());
+  conflict_ = std::move(assertions);
+  assert(!conflict_.empty());
+}
+
+// The solver's conflict in terms of the assertions that pushed the constraints.
+void Engine::set_solver_conflict() {
+  std::vector<int> assertions;
+  for (const int c : solver_->conflict_) {
+    assertions.push_back(constraint_holders_[static_cast<std::size_t>(c)].assertion);
+  }
+  set_conflict(std::move(assertions));
+}
+
+void Engine::poll() const {
+  if (termination_test_ != nullptr) (*termination_test_)();
+}
+
+// ---- answers ----
+
+void Engine::require(Answer answer, const char* call) const {
+  if (answer_ == answer) return;
+  throw Exception() << call << ": the last answer is not " << (answer == Answer::sat ? "sat" : "unsat");
+}
+
+std::vector<int> Engine::unsat_core() {
+  require(Answer::unsat, "unsat_core");
+  return conflict_;
+}
+
+QNumber Engine::real_value(Term t) {
+  require(Answer::sat, "real_value");
+  if (terms_.sort(t) != Sort::real) throw Exception() << "real_value: the term is of sort Bool";
+  return model().real_value(t);
+}
+
+bool Engine::bool_value(Term t) {
+  require(Answer::sat, "bool_value");
+  if (terms_.sort(t) != Sort::boolean) throw Exception() << "bool_value: the term is of sort Real";
+  return model().bool_value(t);
+}
+
+Evaluator& Engine::model() {
+  if (!model_) {
+    // With disequalities in force a small infinitesimal is not enough: the solver has to move values apart.
+    separated_ = !solver_->diseqs_.empty();
+    if (separated_) {
+      solver_->build_model({});
+    } else {
+      delta_ = choose_delta();
+    }
+    model_.emplace(
+        terms_, [this](Term symbol) { return symbol_value(symbol); },
+        [this](Term symbol) { return symbol_truth(symbol); });
+  }
+  return *model_;
+}
+
+// A value of the infinitesimal at which every variable keeps its bounds. A variable r + k*delta above its bound
+// l + m*delta with k < m stays there up to delta = (r - l)/(m - k), and likewise below.
+QNumber Engine::choose_delta() {
+  std::optional<QNumber> smallest;
+  const auto keep_order = [&smallest](const la::DNumber& low, const la::DNumber& high) {
+    if (low.is_infinite() || high.is_infinite() || !(high.delta() < low.delta())) return;
+    QNumber ratio = (high.real() - low.real()) / (low.delta() - high.delta());
+    assert(ratio.is_positive());
+    if (!smallest || ratio < *smallest) smallest = std::move(ratio);
+  };
+  la::DNumber value, bound;
+  for (int v = 1; v <= atoms_.num_variables(); ++v) {
+    if (!solver_->get_abstract_value(v, &value)) continue;
+    solver_->get_lower_bound(v, &bound);
+    keep_order(bound, value);
+    solver_->get_upper_bound(v, &bound);
+    keep_order(value, bound);
+  }
+  return smallest ? *smallest : QNumber(1);
+}
+
+QNumber Engine::symbol_value(Term symbol) {
+  const int variable = atoms_.find_variable(symbol);
+  if (variable == 0) return QNumber();
+  QNumber result;
+  if (separated_ && solver_->get_value(variable, &result)) return result;
+  la::DNumber value;
+  if (!solver_->get_abstract_value(variable, &value)) return QNumber();
+  result = value.real();
+  result.add_mul(value.delta(), delta_);
+  return result;
+}
+
+bool Engine::symbol_truth(Term symbol) const {
+  const auto found = boolean_variables_.find(symbol.id());
+  if (found == boolean_variables_.end()) return false;
+  const Holder& holder = boolean_holders_[static_cast<std::size_t>(found->second)];
+  return holder.count > 0 && holder.value;
+}
+
+// ---- settings and figures ----
+
+void Engine::set_termination_test(TerminationTest* test) {
+  termination_test_ = test;
+  solver_->termination_test_ = test;
+}
+
+void Engine::set_verbosity(int level) {
+  solver_->verbosity_ = level;
+}
+
+void Engine::get_stats(std::vector<std::pair<std::string, std::string>>& stats) const {
+  const auto add = [&stats](const char* name, std::size_t figure) { stats.emplace_back(name, std::to_string(figure)); };
+  add("terms", terms_.num_terms());
+  add("assertions", assertions_.size());
+  add("literals", literals_.size());
+  add("variables", static_cast<std::size_t>(atoms_.num_variables()) - atoms_.rows().size());
+  add("rows", atoms_.rows().size());
+  add("bounds", atoms_.bounds().size());
+  add("checks", num_checks_);
+  add("pivots", static_cast<std::size_t>(solver_->num_pivots_));
+}
+
+}  // namespace tarku::smt

@@ -1,0 +1,39 @@
+// Reading numbers: in machine words when they fit.
+#include "tarku/smtlib/literal.h"
+
+#include <cassert>
+
+namespace tarku::smtlib {
+
+QNumber number_value(std::string_view text) {
+  constexpr std::size_t safe_length = 18;  // as many digits always fit in 64 bits
+  if (text.size() <= safe_length) {
+    long digits = 0;
+    long scale = 1;
+    bool behind_point = false;
+    for (const char c : text) {
+      if (c == '.') {
+        behind_point = true;
+        continue;
+      }
+      digits = 10 * digits + (c - '0');
+      if (behind_point) scale *= 10;
+    }
+    return scale == 1 ? QNumber(digits) : QNumber(digits, scale);
+  }
+  QNumber value;
+  [[maybe_unused]] const bool understood = QNumber::parse(text, &value);
+  assert(understood);
+  return value;
+}
+
+std::string string_value(std::string_view text) {
+  std::string value;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    value.push_back(text[i]);
+    if (text[i] == '"') ++i;  // its twin follows
+  }
+  return value;
+}
+
+}  // namespace tarku::smtlib

@@ -1,0 +1,108 @@
+// Expectations on the next token, and the words for what is found instead.
+#include "tarku/smtlib/reader.h"
+
+#include "tarku/smtlib/literal.h"
+
+namespace tarku::smtlib {
+
+namespace {
+
+std::string describe(const Token& token) {
+  constexpr std::size_t longest = 60;
+  switch (token.kind) {
+    case TokenKind::left:
+      return "'('";
+    case TokenKind::right:
+      return "')'";
+    case TokenKind::string:
+      return "a string";
+    case TokenKind::end:
+      return "the end of the input";
+    default:
+      return "'" + std::string(token.text.substr(0, longest)) + (token.text.size() > longest ? "...'" : "'");
+  }
+}
+
+}  // namespace
+
+void Reader::expect_left(std::string_view what) {
+  if (next().kind != TokenKind::left) fail_expected("'(' before " + std::string(what));
+}
+
+void Reader::expect_right(std::string_view what) {
+  if (next().kind != TokenKind::right) fail_expected("')' after " + std::string(what));
+}
+
+SymbolId Reader::expect_symbol(std::string_view what) {
+  next();
+  if (!is_symbol()) fail_expected(what);
+  return symbol();
+}
+
+std::string_view Reader::expect_keyword(std::string_view what) {
+  if (next().kind != TokenKind::keyword) fail_expected(what);
+  return token().text;
+}
+
+std::uint64_t Reader::expect_count(std::string_view what) {
+  next();
+  return count(what);
+}
+
+std::uint64_t Reader::count(std::string_view what) {
+  if (token().kind != TokenKind::numeral) fail_expected(what);
+  std::uint64_t value = 0;
+  for (const char c : token().text) {
+    value = 10 * value + static_cast<std::uint64_t>(c - '0');
+    if (value > 0xffffffffu) fail("'" + std::string(token().text) + "' is too large");
+  }
+  return value;
+}
+
+std::string Reader::expect_string(std::string_view what) {
+  if (next().kind != TokenKind::string) fail_expected(what);
+  return string_value(token().text);
+}
+
+bool Reader::is_symbol() {
+  const TokenKind kind = token().kind;
+  if (kind == TokenKind::quoted_symbol) return true;  // also when it is spelled like a reserved word
+  return kind == TokenKind::symbol && !SymbolTable::is_reserved(symbol());
+}
+
+SymbolId Reader::symbol() {
+  if (!is_interned_) {
+    id_ = symbols_.intern(token().text);
+    is_interned_ = true;
+  }
+  return id_;
+}
+
+Reserved Reader::reserved_word() {
+  if (token().kind != TokenKind::symbol || !SymbolTable::is_reserved(symbol())) return Reserved::count;
+  return static_cast<Reserved>(symbol());
+}
+
+void Reader::skip_expression() {
+  if (token().kind == TokenKind::right || token().kind == TokenKind::end) fail_expected("an expression");
+  if (token().kind != TokenKind::left) return;
+  const std::size_t inside = lexer_->depth();
+  while (lexer_->depth() >= inside) {
+    if (next().kind == TokenKind::end) fail_expected("')'");
+  }
+}
+
+void Reader::skip_command() {
+  while (lexer_->depth() > 0) {
+    try {
+      if (next().kind == TokenKind::end) return;
+    } catch (const InputError&) {  // one error for one command is enough
+    }
+  }
+}
+
+void Reader::fail_expected(std::string_view what) const {
+  fail("expected " + std::string(what) + ", found " + describe(token()));
+}
+
+}  // namespace tarku::smtlib

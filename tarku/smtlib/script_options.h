@@ -1,0 +1,34 @@
+// The options that a script can set and ask for, as one table.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tarku::smtlib {
+
+// Their values, with the defaults. Two defaults differ from the standard's: success is not printed, and models are
+// always there, because both cost nothing.
+struct ScriptOptions {
+  bool print_success = false;
+  bool produce_models = true;
+  bool produce_unsat_cores = false;
+  bool global_declarations = false;
+  std::uint64_t verbosity = 0;
+  std::uint64_t random_seed = 0;  // accepted for the sake of scripts; nothing here is random
+  std::string regular_output_channel = "stdout";
+  std::string diagnostic_output_channel = "stderr";
+};
+
+// One row of the table: exactly one of the three members is set.
+struct ScriptOption {
+  std::string_view keyword;
+  bool ScriptOptions::*flag;
+  std::uint64_t ScriptOptions::*number;
+  std::string ScriptOptions::*text;
+};
+
+// Null when the option is not known.
+const ScriptOption* find_script_option(std::string_view keyword);
+
+}  // namespace tarku::smtlib

@@ -1,0 +1,44 @@
+// Session: the state of a dialogue, all that `reset` throws away.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "tarku/smt/engine.h"
+#include "tarku/smt/term.h"
+#include "tarku/smtlib/macro.h"
+#include "tarku/smtlib/reader.h"
+#include "tarku/smtlib/script_options.h"
+#include "tarku/smtlib/sort_parser.h"
+#include "tarku/smtlib/symbol_table.h"
+#include "tarku/smtlib/term_parser.h"
+
+namespace tarku::smtlib {
+
+struct Session {
+  Session();
+
+  // Forgets all assertions and levels, and the declarations that are not global.
+  void reset_assertions();
+  // The assertions or levels have changed: answers so far are void.
+  void change() { last_answer.reset(); }
+
+  ScriptOptions options;
+  bool has_logic = false;
+
+  SymbolTable symbols;
+  Reader reader;
+  SortParser sorts;
+  smt::TermManager terms;
+  MacroTable macros;
+  TermParser term_parser;
+
+  std::unique_ptr<smt::Engine> engine;
+  std::vector<std::optional<SymbolId>> assertion_names;  // by the engine's index of assertions
+  std::optional<smt::Answer> last_answer;                // unless something changed since
+  std::optional<smt::Answer> expected_answer;            // of the next check, when the script tells its status
+  bool has_warned = false;                               // about something unsupported
+};
+
+}  // namespace tarku::smtlib

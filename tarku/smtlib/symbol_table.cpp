@@ -1,0 +1,115 @@
+// Interning and the two stacks of meanings.
+#include "tarku/smtlib/symbol_table.h"
+
+#include <cassert>
+
+namespace tarku::smtlib {
+
+SymbolTable::SymbolTable() {
+  for (const char* word : {"let", "forall", "exists", "match", "par", "_", "!", "as"}) intern(word);
+  assert(names_.size() == static_cast<std::size_t>(Reserved::count));
+}
+
+SymbolId SymbolTable::intern(std::string_view name) {
+  const auto found = ids_.find(name);
+  if (found != ids_.end()) return found->second;
+  const auto id = static_cast<SymbolId>(names_.size());
+  names_.emplace_back(name);
+  entries_.emplace_back();
+  ids_.emplace(names_.back(), id);
+  return id;
+}
+
+const Binding& SymbolTable::lookup(SymbolId id) const {
+  const Entry& entry = entries_[index(id)];
+  return entry.local == no_local ? entry.declared : locals_[entry.local].binding;
+}
+
+bool SymbolTable::bind_local(Scope scope, SymbolId id, Value value) {
+  Entry& e = entry(id);
+  if (e.local != no_local && e.local >= scope) return false;
+  locals_.push_back({id, e.local, Binding::to_value(value)});
+  e.local = static_cast<std::uint32_t>(locals_.size() - 1);
+  return true;
+}
+
+void SymbolTable::close_scope(Scope scope) {
+  while (locals_.size() > scope) {
+    entry(locals_.back().id).local = locals_.back().hidden;
+    locals_.pop_back();
+  }
+}
+
+void SymbolTable::bind_theory(std::string_view name, Binding binding) {
+  binding.is_theory = true;
+  entry(intern(name)).declared = binding;
+}
+
+void SymbolTable::bind_theory_sort(std::string_view name, smt::Sort sort) {
+  entry(intern(name)).sort = {true, true, 0, {false, 0, sort}};
+}
+
+bool SymbolTable::declare(SymbolId id, const Binding& binding, smt::Term constant) {
+  Entry& e = entry(id);
+  if (e.declared.kind != Binding::Kind::none) return false;
+  e.declared = binding;
+  declarations_.push_back({id, false, global_declarations_, constant});
+  return true;
+}
+
+bool SymbolTable::declare_sort(SymbolId id, const SortBinding& binding) {
+  Entry& e = entry(id);
+  if (e.sort.is_bound) return false;
+  e.sort = binding;
+  declarations_.push_back({id, true, global_declarations_, smt::Term()});
+  return true;
+}
+
+std::string SymbolTable::why_taken(SymbolId id, bool is_sort) const {
+  const Entry& e = entries_[index(id)];
+  const bool is_theory = is_sort ? e.sort.is_theory : e.declared.is_theory;
+  const std::string what = (is_sort ? "sort '" : "'") + name(id) + "'";
+  return what + (is_theory ? " is a name of the theory and cannot be declared" : " is declared already");
+}
+
+void SymbolTable::pop() {
+  assert(!levels_.empty());
+  keep_globals_from(levels_.back());
+  levels_.pop_back();
+}
+
+void SymbolTable::pop_all() {
+  levels_.clear();
+  keep_globals_from(0);
+}
+
+void SymbolTable::roll_back(std::size_t count) {
+  while (declarations_.size() > count) {
+    forget(declarations_.back());
+    declarations_.pop_back();
+  }
+}
+
+void SymbolTable::forget(const Declaration& declaration) {
+  Entry& e = entry(declaration.id);
+  if (declaration.is_sort) {
+    e.sort = SortBinding();
+  } else {
+    e.declared = Binding();
+  }
+}
+
+// Of the declarations after the first `count` only the global ones stay.
+void SymbolTable::keep_globals_from(std::size_t count) {
+  std::size_t kept = count;
+  for (std::size_t i = count; i < declarations_.size(); ++i) {
+    if (declarations_[i].is_global) {
+      declarations_[kept++] = declarations_[i];
+    } else {
+      forget(declarations_[i]);
+    }
+  }
+  declarations_.resize(kept);
+}
+
+}  // namespace tarku::smtlib

@@ -1,0 +1,14 @@
+# Builds the library with TARKU_BUILD_TESTS=OFF while every package but GMP is hidden.
+include(${CMAKE_CURRENT_LIST_DIR}/step.cmake)
+file(REMOVE_RECURSE ${WORK})
+step(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK} -G ${GENERATOR}
+  -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER} "-DCMAKE_CXX_FLAGS=${CMAKE_CXX_FLAGS}" -DCMAKE_BUILD_TYPE=Debug
+  -DTARKU_BUILD_TESTS=OFF
+  -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON
+  -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON)
+step(${CMAKE_COMMAND} --build ${WORK})
+file(GLOB library ${WORK}/libtarku.*)
+if(NOT library)
+  message(FATAL_ERROR "no library was built in ${WORK}")
+endif()
+file(REMOVE_RECURSE ${WORK})

@@ -1,0 +1,622 @@
+// The comparisons of the random tester.
+#include "tests/tools/checker.h"
+
+#include <algorithm>
+
+#include "tarku/exception.h"
+#include "tarku/termination_test.h"
+#include "tests/tools/bridge.h"
+
+namespace tarku::tester {
+
+namespace {
+
+// Problems are tiny; a search that polls this often goes round in circles.
+constexpr std::int64_t kRunawayPolls = 20000;
+
+struct Interrupted {};
+struct Runaway {};
+
+// Throws Interrupted at the given poll (never for 0), Runaway long after any honest search has ended.
+class PollCounter : public TerminationTest {
+ public:
+  explicit PollCounter(std::int64_t interrupt_at) : interrupt_at_(interrupt_at) {}
+  void operator()() const override {
+    ++polls_;
+    if (polls_ == interrupt_at_) throw Interrupted();
+    if (polls_ > kRunawayPolls) throw Runaway();
+  }
+
+ private:
+  std::int64_t interrupt_at_;
+  mutable std::int64_t polls_ = 0;
+};
+
+void require(bool condition, const char* category, const std::string& text) {
+  if (!condition) throw Failure(category, text);
+}
+
+// As require, for texts that are costly to make: `describe` is called only on failure.
+template <class Describe>
+void require_or(bool condition, const char* category, const Describe& describe) {
+  if (!condition) throw Failure(category, describe());
+}
+
+std::string to_str(const std::vector<int>& numbers) {
+  std::string text = "[";
+  for (int number : numbers) text += (text.size() > 1 ? " " : "") + std::to_string(number);
+  return text + "]";
+}
+
+const Value* find_value(const std::vector<std::pair<int, Value>>& values, int var) {
+  for (const auto& [other, value] : values) {
+    if (other == var) return &value;
+  }
+  return nullptr;
+}
+
+Value evaluate(const Form& form, const std::vector<std::pair<int, Value>>& values) {
+  Value total;
+  for (const Term& term : form) {
+    const Value* value = find_value(values, term.var);
+    if (value != nullptr) total = total + *value * term.coeff;
+  }
+  return total;
+}
+
+bool same_bound(const std::optional<Value>& expected, const la::DNumber& actual) {
+  if (actual.is_infinite() || !expected) return actual.is_infinite() == !expected;
+  return *expected == from_library(actual);
+}
+
+std::string to_str(const std::optional<Value>& bound) {
+  return bound ? bound->to_str() : "none";
+}
+
+}  // namespace
+
+// Overrides every hook, counts the calls, and keeps what the base promises.
+class HookedSolver : public la::Solver {
+ public:
+  using Solver::Solver;
+  void additional_optimization_steps(bool&) override { ++optimization_calls; }
+  // Every other time the assignment that the split found is kept: it satisfies all bounds as well.
+  bool should_restore_beta(bool, Values*, std::vector<int>&) override { return ++restore_calls % 2 == 1; }
+  bool should_add_to_conflict(int, Values&, bool, bool) override { return true; }
+  void set_delta_value(QNumber& delta) override { delta *= QNumber(1, 2); }
+
+  int optimization_calls = 0;
+  int restore_calls = 0;
+};
+
+Checker::Checker(const Config& config, Sabotage sabotage) : config_(config), sabotage_(sabotage), model_(config) {
+  if (config.hooks) {
+    auto hooked = std::make_unique<HookedSolver>(config.proofs, 0);
+    hooked_ = hooked.get();
+    solver_ = std::move(hooked);
+  } else {
+    solver_ = std::make_unique<la::Solver>(config.proofs, 0);
+  }
+  solver_->eliminate_unconstrained_ = config.eliminate;
+  solver_->pivot_limit_override_ = static_cast<std::uint64_t>(config.pivot_limit);
+  solver_->propagation_level_ = config.propagation;
+}
+
+Checker::~Checker() = default;
+
+bool Checker::run(const Op& op) {
+  if (!model_.legal(op) || (op.kind == OpKind::kModel && !last_was_sat())) return false;
+  try {
+    carry_out(op);
+    check_state();
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw Failure("exception", error.what());
+  } catch (const Runaway&) {
+    throw Failure("runaway", "search does not end");
+  }
+  return true;
+}
+
+void Checker::carry_out(const Op& op) {
+  if (op.kind != OpKind::kValues && op.kind != OpKind::kKeep && op.kind != OpKind::kCheck) fresh_ = false;
+  switch (op.kind) {
+    case OpKind::kEquation:
+      return tell_equation(op);
+    case OpKind::kTell:
+      return tell_bound(op);
+    case OpKind::kPush:
+      return push(op.index);
+    case OpKind::kPop:
+      return pop();
+    case OpKind::kAddEquation:
+      solver_->add_equation(op.index);
+      return model_.add_equation(op.index);
+    case OpKind::kCheck:
+      return check(op);
+    case OpKind::kRetract:
+      drain_implications();
+      solver_->retract_bound(op.index);
+      return model_.retract_bound(op.index);
+    case OpKind::kRetractEquation:
+      solver_->retract_equation(op.index, model_.told_equations.at(op.index).var);
+      model_.retract_equation(op.index);
+      satisfied_ = false;
+      cache_may_be_stale_ = false;
+      return;
+    case OpKind::kPivotLimit:
+      solver_->pivot_limit_override_ = static_cast<std::uint64_t>(op.number);
+      return;
+    case OpKind::kKeep:
+      solver_->constraints_.find(op.index)->second.set(la::RANGE_KEEP);
+      model_.told_bounds[op.index].keep = true;
+      return;
+    case OpKind::kValues:
+      if (!cache_may_be_stale_ && model_.initialized) check_values(satisfied_);
+      return;
+    case OpKind::kPropagation:
+      solver_->propagation_level_ = model_.propagation = static_cast<int>(op.number);
+      return;
+    case OpKind::kModel:
+      return build_model(op);
+  }
+}
+
+// ==== 01 TELLING ====
+
+void Checker::tell_equation(const Op& op) {
+  const Model::TellResult expected = model_.judge_equation(op);
+  bool refused = false;
+  try {
+    solver_->tell_equation(op.index, to_equation(op));
+  } catch (const Exception&) {
+    refused = true;
+  }
+  require(refused == (expected == Model::TellResult::kRefused), "tell", refused ? "equation refused" : "not refused");
+  model_.tell_equation(op);
+  if (expected != Model::TellResult::kTold && expected != Model::TellResult::kContradictory) return;
+  satisfied_ = false;
+  if (model_.initialized) cache_may_be_stale_ = false;
+}
+
+void Checker::tell_bound(const Op& op) {
+  drain_implications();
+  const la::DNumber bound = to_library(op.bound);
+  switch (op.bound_kind) {
+    case kLower:
+      solver_->tell_lower_bound(op.index, op.var, bound);
+      break;
+    case kEqual:
+      solver_->tell_equal_bound(op.index, op.var, bound);
+      break;
+    case kUpper:
+      solver_->tell_upper_bound(op.index, op.var, bound);
+      break;
+    case kDiseq:
+      solver_->tell_diseq_bound(op.index, op.var, bound);
+      break;
+  }
+  model_.tell_bound(op);
+}
+
+// ==== 02 STACK ====
+
+void Checker::push(int c) {
+  const bool implied = model_.propagation > 0 && solver_->constraints_.find(c)->second.has(la::RANGE_IMPLIED);
+  const bool expected = model_.push(c, implied);
+  bool result = solver_->push_constraint(c);
+  if (sabotage_ == Sabotage::kPush) result = !result;
+  satisfied_ = false;
+  cache_may_be_stale_ = true;
+  require(result == expected, "push", result ? "succeeded against a contradicting bound" : "failed without a conflict");
+  if (model_.stack.back().state == Model::PushState::kFailed) check_conflict_pair();
+}
+
+void Checker::pop() {
+  const int expected = model_.pop();
+  const int result = solver_->pop_constraint();
+  require(result == expected, "pop", "popped " + std::to_string(result) + " instead of " + std::to_string(expected));
+}
+
+void Checker::check_conflict_pair() const {
+  const std::vector<int> expected = {model_.last_pair.first, model_.last_pair.second};
+  require_or(solver_->conflict_ == expected, "conflict",
+             [&] { return "push conflict " + to_str(solver_->conflict_) + " instead of " + to_str(expected); });
+  if (!config_.proofs) return;
+  ProofSummer summer(model_);
+  const std::string offence = summer.check_conflict(solver_->conflict_proof_);
+  require(offence.empty(), "proof", "of a push conflict: " + offence);
+}
+
+// ==== 03 CHECKS ====
+
+// Gives whether the search came to an answer.
+bool Checker::run_check(const Op& op, std::optional<bool>* result) {
+  PollCounter counter(op.number);
+  if (config_.watch || op.number > 0) solver_->termination_test_ = &counter;
+  try {
+    *result = solver_->check(op.partial);
+  } catch (const Interrupted&) {
+    result->reset();
+  } catch (...) {
+    solver_->termination_test_ = nullptr;
+    throw;
+  }
+  solver_->termination_test_ = nullptr;
+  return result->has_value();
+}
+
+void Checker::check(const Op& op) {
+  const int calls_before = hooked_ != nullptr ? hooked_->optimization_calls : 0;
+  std::optional<bool> result;
+  const bool answered = run_check(op, &result);
+  cache_may_be_stale_ = false;
+  fresh_ = false;
+  if (!answered) {
+    satisfied_ = false;
+    model_.finish_check({});
+    return;
+  }
+  if (sabotage_ == Sabotage::kVerdict) result = !*result;
+  compare_verdict(op, *result);
+  model_.finish_check(result);
+  if (hooked_ != nullptr) check_hooks(op, calls_before);
+  satisfied_ = *result;
+  fresh_ = *result && !op.partial;
+  check_saved();
+  if (*result) {
+    check_values(true);
+  } else {
+    check_conflict();
+  }
+  drain_implications();
+  if (sabotage_ == Sabotage::kAssignment && !model_.levels.empty()) {
+    const int var = model_.levels.begin()->first;
+    solver_->cur_beta_[var] = solver_->cur_beta_[var] + to_library(Value(1));
+  }
+}
+
+void Checker::compare_verdict(const Op& op, bool result) {
+  const bool expected = model_.verdict(op.partial);
+  require(result == expected, "verdict", result ? "sat instead of unsat" : "unsat instead of sat");
+}
+
+void Checker::check_hooks(const Op& op, int calls_before) const {
+  const int expected = op.partial ? 0 : 1;
+  require(hooked_->optimization_calls - calls_before == expected, "hooks", "wrong number of optimisation steps");
+}
+
+void Checker::check_conflict() {
+  std::vector<int> conflict = solver_->conflict_;
+  if (sabotage_ == Sabotage::kConflict && !conflict.empty()) conflict.pop_back();
+  for (int c : conflict) {
+    require_or(model_.on_stack(c) && model_.told_bounds.count(c) != 0, "conflict",
+               [&] { return std::to_string(c) + " of " + to_str(conflict) + " is not asserted"; });
+    require_or(std::count(conflict.begin(), conflict.end(), c) == 1, "conflict",
+               [&] { return std::to_string(c) + " stands twice in " + to_str(conflict); });
+  }
+  require_or(model_.contradictory(conflict), "conflict",
+             [&] { return to_str(conflict) + " is satisfiable by itself"; });
+  if (config_.proofs && !model_.contradictory_equations) check_conflict_proof();
+}
+
+void Checker::check_conflict_proof() {
+  Misreading misreading = Misreading::kNone;
+  if (sabotage_ == Sabotage::kProofSide) misreading = Misreading::kFlippedSide;
+  if (sabotage_ == Sabotage::kStrictness) misreading = Misreading::kLostStrictness;
+  proof::Proof* proof = solver_->get_conflict_proof();
+  require(proof != nullptr, "proof", "missing");
+  ProofSummer summer(model_, misreading);
+  const std::string offence = summer.check_conflict(proof);
+  std::set<int> leaves = summer.leaves();
+  if (const auto* split = dynamic_cast<const la::LaNeq*>(proof)) leaves.insert(split->id());
+  proof::Proof::release(proof);
+  require(offence.empty(), "proof", offence);
+  const std::set<int> conflict(solver_->conflict_.begin(), solver_->conflict_.end());
+  require(leaves == conflict, "proof", "rests on other constraints than the conflict names");
+}
+
+// An answered check has committed or restored every value that it or a push had changed.
+void Checker::check_saved() const {
+  require(solver_->changed_vars_.empty(), "saved", "changed variables left over");
+  require(solver_->rows_to_propagate_.size() == 0, "saved", "rows to propagate left over");
+  const la::Solver& solver = *solver_;
+  const std::size_t length = std::max(solver.cur_beta_.size(), solver.saved_beta_.size());
+  for (int var = 0; var < static_cast<int>(length); ++var) {
+    const la::DNumber& current = solver.cur_beta_.get(var);
+    const la::DNumber& saved = solver.saved_beta_.get(var);
+    if (current.is_same(saved)) continue;
+    require_or(from_library(current) == from_library(saved), "saved", [&] {
+      return "x" + std::to_string(var) + " is " + current.to_str() + " but was saved as " + saved.to_str();
+    });
+  }
+}
+
+// ==== 04 IMPLICATIONS ====
+
+void Checker::drain_implications() {
+  int c = 0;
+  std::vector<int> reason;
+  while (solver_->next_implied(&c, &reason)) {
+    check_implication(c, reason);
+    if (config_.proofs) check_implication_proof(c);
+  }
+}
+
+// The reason, the equations and the opposite of the implied constraint contradict each other.
+void Checker::check_implication(int c, std::vector<int> reason) {
+  if (sabotage_ == Sabotage::kImplied && !reason.empty()) reason.pop_back();
+  const auto found = model_.told_bounds.find(c);
+  require(found != model_.told_bounds.end(), "implied", std::to_string(c) + " is no told bound");
+  std::vector<Limit> limits;
+  for (int r : reason) {
+    require(model_.on_stack(r), "implied", "reason " + std::to_string(r) + " is not asserted");
+    const std::vector<Limit> more = model_.limits_of(r);
+    limits.insert(limits.end(), more.begin(), more.end());
+  }
+  const Model::ToldBound& told = found->second;
+  std::vector<std::vector<Limit>> opposites;
+  if (told.kind == kDiseq) opposites.push_back({{told.var, false, told.bound}, {told.var, true, told.bound}});
+  if (told.kind == kLower || told.kind == kEqual) opposites.push_back({{told.var, true, told.bound, true}});
+  if (told.kind == kUpper || told.kind == kEqual) opposites.push_back({{told.var, false, told.bound, true}});
+  for (const std::vector<Limit>& opposite : opposites) {
+    std::vector<Limit> all = limits;
+    all.insert(all.end(), opposite.begin(), opposite.end());
+    require_or(!feasible(model_.equations(), all), "implied",
+               [&] { return std::to_string(c) + " does not follow from " + to_str(reason); });
+  }
+}
+
+void Checker::check_implication_proof(int c) {
+  proof::Proof* proof = solver_->get_implication_proof(-1);
+  require(proof != nullptr, "implied", "no proof of " + std::to_string(c));
+  ProofSummer summer(model_);
+  const std::string offence = summer.check_implication(proof, c);
+  proof::Proof::release(proof);
+  require(offence.empty(), "implied", "proof of " + std::to_string(c) + ": " + offence);
+}
+
+// ==== 05 VALUES ====
+
+std::optional<Value> Checker::abstract_value(int var) {
+  la::DNumber value;
+  if (!solver_->get_abstract_value(var, &value)) return {};
+  Value result = from_library(value);
+  if (sabotage_ == Sabotage::kValue && var == 1) result.real += 1;
+  return result;
+}
+
+void Checker::check_values(bool bounds_too) {
+  if (model_.contradictory_equations) return;
+  std::vector<std::pair<int, Value>> values;
+  for (int var : model_.variables()) {
+    if (std::optional<Value> value = abstract_value(var)) values.emplace_back(var, std::move(*value));
+  }
+  check_equations(values);
+  if (bounds_too) check_bounds(values);
+  check_small_queries(values);
+  if (bounds_too) check_integrality(values);
+}
+
+void Checker::check_equations(const std::vector<std::pair<int, Value>>& values) const {
+  for (const auto& [c, told] : model_.told_equations) {
+    if (told.state != Model::EquationState::kInForce) continue;
+    for (const Term& term : told.form) {
+      require(find_value(values, term.var) != nullptr, "values", "x" + std::to_string(term.var) + " has none");
+    }
+    require_or(evaluate(told.form, values).sign() == 0, "values", [&, index = c] {
+      return "equation " + std::to_string(index) + " is off by " + evaluate(told.form, values).to_str();
+    });
+  }
+}
+
+void Checker::check_bounds(const std::vector<std::pair<int, Value>>& values) const {
+  for (int c : model_.stack_indices()) {
+    if (model_.told_bounds.count(c) == 0) continue;
+    for (const Limit& limit : model_.limits_of(c)) {
+      const Value* value = find_value(values, limit.var);
+      require(value != nullptr, "values", "bounded x" + std::to_string(limit.var) + " has none");
+      const int order = compare(*value, limit.value);
+      require_or(limit.upper ? order <= 0 : order >= 0, "values",
+                 [&] { return "bound " + std::to_string(c) + " is violated by " + value->to_str(); });
+    }
+  }
+}
+
+// Floors, equality and bounds as the solver tells them.
+void Checker::check_small_queries(const std::vector<std::pair<int, Value>>& values) {
+  const std::pair<int, Value>* previous = nullptr;
+  for (const auto& entry : values) {
+    const Value& value = entry.second;
+    QNumber floor;
+    require(solver_->get_floor_value(entry.first, &floor), "values", "no floor");
+    Rational expected = value.real.floor();
+    if (value.real.is_integer() && value.delta.sign() < 0) expected -= 1;
+    const bool spoiled = sabotage_ == Sabotage::kValue && entry.first == 1;
+    require(spoiled || from_library(floor) == expected, "values", "wrong floor of " + value.to_str());
+    if (previous != nullptr && !spoiled && sabotage_ != Sabotage::kValue) {
+      const bool equal = solver_->are_equal(previous->first, entry.first);
+      require(equal == (previous->second == value), "values", "wrong equality of values");
+    }
+    previous = &entry;
+  }
+}
+
+// The flag that says that all saved values were integers is cleared for good by one that is not.
+void Checker::check_integrality(const std::vector<std::pair<int, Value>>& values) {
+  require(were_integral_ || !solver_->values_integral_, "integral", "flag set again");
+  were_integral_ = solver_->values_integral_;
+  if (!were_integral_) return;
+  for (const auto& [var, value] : values) {
+    if (solver_->tableau_.is_eliminated(var)) continue;  // has no saved value
+    require(value.real.is_integer() && value.delta.sign() == 0, "integral", "flag set though a value is not");
+  }
+}
+
+// ==== 06 MODELS ====
+
+void Checker::build_model(const Op& op) {
+  PollCounter counter(op.number);
+  std::vector<la::Equation> equations;
+  if (!op.terms.empty()) equations.push_back(to_equation(op));
+  solver_->termination_test_ = &counter;
+  bool interrupted = false;
+  try {
+    solver_->build_model(equations);
+  } catch (const Interrupted&) {
+    interrupted = true;
+  } catch (...) {
+    solver_->termination_test_ = nullptr;
+    throw;
+  }
+  solver_->termination_test_ = nullptr;
+  cache_may_be_stale_ = interrupted;
+  satisfied_ = !interrupted;
+  if (!interrupted) check_model(op);
+}
+
+// Bounds hold with a positive number for the infinitesimal; strict ones must hold strictly.
+void Checker::check_model(const Op& op) {
+  std::vector<std::pair<int, Value>> abstract, values;
+  for (int var : model_.variables()) {
+    const std::optional<Value> value = abstract_value(var);
+    if (!value) continue;
+    abstract.emplace_back(var, *value);
+    QNumber rational;
+    require(solver_->get_value(var, &rational), "model", "x" + std::to_string(var) + " has no value");
+    values.emplace_back(var, from_library(rational));
+    if (sabotage_ == Sabotage::kModel && values.size() == 1) values.back().second.real += 1;
+  }
+  check_equations(values);
+  for (int c : model_.stack_indices()) {
+    const auto told = model_.told_bounds.find(c);
+    if (told == model_.told_bounds.end()) continue;
+    const Value* value = find_value(values, told->second.var);
+    require(value != nullptr, "model", "bounded x" + std::to_string(told->second.var) + " has no value");
+    if (told->second.kind == kDiseq) {
+      require(*value != told->second.bound, "model", "disequality " + std::to_string(c) + " is violated");
+    }
+    for (const Limit& limit : model_.limits_of(c)) {
+      const int inward = limit.upper ? -1 : 1;
+      if (limit.value.delta.sign() * inward < 0) continue;  // reaches beyond its real part: no strict bound
+      const int order = compare(value->real, limit.value.real) * inward;
+      require(order > 0 || (order == 0 && limit.value.delta.sign() == 0), "model",
+              "bound " + std::to_string(c) + " is violated by " + value->real.to_str());
+    }
+  }
+  check_model_equation(op, abstract, values);
+}
+
+// What differed in the assignment still differs in the model, and what was false is false.
+void Checker::check_model_equation(const Op& op, const std::vector<std::pair<int, Value>>& abstract,
+                                   const std::vector<std::pair<int, Value>>& values) const {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      const bool differed = abstract[i].second != abstract[j].second;
+      require((values[i].second != values[j].second) == differed, "model", "values merged or split");
+    }
+  }
+  if (op.terms.empty()) return;
+  const bool was_true = (evaluate(op.terms, abstract) + Value(op.constant)).sign() == 0;
+  const bool is_true = (evaluate(op.terms, values) + Value(op.constant)).sign() == 0;
+  require(was_true == is_true, "model", is_true ? "false equation became true" : "true equation became false");
+}
+
+// ==== 07 STATE ====
+
+void Checker::check_state() {
+  require(solver_->in_conflict_ == model_.in_conflict, "state",
+          solver_->in_conflict_ ? "in conflict" : "not in conflict");
+  require(solver_->initialized_ == model_.initialized, "state", "initialised at another time");
+  require(solver_->checked_ == model_.checked, "state", "checked_ is wrong");
+  require(solver_->num_pushed_ == model_.num_pushed, "state", "num_pushed_ is " + std::to_string(solver_->num_pushed_));
+  require(solver_->diseqs_ == model_.diseqs, "state", "other disequalities asserted");
+  require(solver_->propagation_level_ == model_.propagation, "state", "propagation level changed");
+  check_stack();
+  check_levels();
+  check_told();
+  const std::string offence = solver_->check_invariants();
+  require(offence.empty(), "invariant", offence);
+}
+
+void Checker::check_stack() const {
+  std::size_t position = 0;
+  const std::size_t expected_height = model_.stack.size() - (sabotage_ == Sabotage::kStack && !model_.stack.empty());
+  for (auto it = solver_->constraint_stack_begin(); it != solver_->constraint_stack_end(); ++it, ++position) {
+    require(position < expected_height, "stack", "too high");
+    const Model::Entry& entry = model_.stack[position];
+    require_or((*it).first == entry.index && (*it).second == entry.var, "stack", [&] {
+      return "entry (" + std::to_string((*it).first) + ", " + std::to_string((*it).second) + ") instead of (" +
+             std::to_string(entry.index) + ", " + std::to_string(entry.var) + ")";
+    });
+  }
+  require(position == expected_height, "stack", "too low");
+  require(solver_->get_constraints_on_stack() == model_.stack_indices(), "stack", "indices");
+}
+
+void Checker::check_levels() const {
+  const la::Solver& solver = *solver_;
+  for (const auto& [var, expected] : model_.levels) {
+    const la::VariableBounds& levels = solver.var_bounds_.get(var);
+    const std::string name = "x" + std::to_string(var);
+    require(levels.size() == expected.size() + 1, "levels", name + ": " + levels.to_str());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      const la::BoundElement& level = levels[i + 1];
+      require(level.constraint_index == expected[i].index && level.is_upper == expected[i].is_upper &&
+                  same_bound(expected[i].lower, level.lower) && same_bound(expected[i].upper, level.upper),
+              "levels", name + ": " + levels.to_str());
+    }
+    if (expected.empty()) continue;
+    la::DNumber lower, upper;
+    solver.get_lower_bound(var, &lower);
+    solver.get_upper_bound(var, &upper);
+    std::optional<Value> expected_upper = expected.back().upper;
+    if (sabotage_ == Sabotage::kLevel && expected_upper) expected_upper->delta += 1;
+    require(same_bound(expected.back().lower, lower), "levels", name + ": lower " + to_str(expected.back().lower));
+    require(same_bound(expected_upper, upper), "levels", name + ": upper " + to_str(expected_upper));
+  }
+}
+
+void Checker::check_told() const {
+  const la::Solver& solver = *solver_;
+  std::size_t in_force = 0;
+  for (const auto& [c, told] : model_.told_equations) {
+    if (told.state != Model::EquationState::kInForce) continue;
+    ++in_force;
+    require(solver.equations_.contains(c), "told", "equation " + std::to_string(c) + " is missing");
+  }
+  require(solver.equations_.size() == in_force, "told", "too many equations");
+  require(solver.constraints_.size() == model_.told_bounds.size(), "told", "other number of bounds");
+  for (const auto& [c, told] : model_.told_bounds) check_flags(c, told);
+  for (const auto& [var, expected] : model_.told_on) {
+    const std::vector<int>* actual = solver.var_constraints_.find(var);
+    require_or((actual != nullptr ? *actual : std::vector<int>()) == expected, "told",
+               [&, v = var] { return "list of bounds told on x" + std::to_string(v); });
+  }
+}
+
+void Checker::check_flags(int c, const Model::ToldBound& told) const {
+  const auto found = static_cast<const la::Solver&>(*solver_).constraints_.find(c);
+  const std::string name = "bound " + std::to_string(c);
+  require(found != solver_->constraints_.end(), "told", name + " is missing");
+  const la::RangeConstraint& record = found->second;
+  require(record.var == told.var && record.kind() == told.kind, "told", name + " changed");
+  require(from_library(record.bound) == told.bound, "told", name + " has bound " + record.bound.to_str());
+  require(record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", name + ": unpushed is wrong");
+  require(record.has(la::RANGE_KEEP) == told.keep, "flags", name + ": keep is wrong");
+  require(!record.has(la::RANGE_EXCLUDED), "flags", name + ": excluded");
+}
+
+Verdict replay(const Trace& trace, Sabotage sabotage) {
+  Verdict verdict;
+  try {
+    Checker checker(trace.config, sabotage);
+    for (verdict.step = 0; verdict.step < trace.ops.size(); ++verdict.step) checker.run(trace.ops[verdict.step]);
+  } catch (const Failure& failure) {
+    verdict.failure = failure;
+  }
+  return verdict;
+}
+
+}  // namespace tarku::tester

@@ -1,0 +1,114 @@
+// Drives a solver through the operations of a trace and compares everything visible with the model and the oracle.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tarku/la/lasolver.h"
+#include "tests/tools/model.h"
+#include "tests/tools/proof_sum.h"
+#include "tests/tools/trace.h"
+
+namespace tarku::tester {
+
+// What a step found wrong. The category says which comparison failed; shrinking keeps to one category.
+class Failure : public std::runtime_error {
+ public:
+  Failure(std::string category, const std::string& text)
+      : std::runtime_error(category + ": " + text), category_(std::move(category)) {}
+  const std::string& category() const { return category_; }
+
+ private:
+  std::string category_;
+};
+
+// Ways to spoil what is observed, one at a time, for testing that the comparisons can fail.
+enum class Sabotage {
+  kNone,
+  kVerdict,     // the answer of a check is turned round
+  kPush,        // the answer of a push is turned round
+  kConflict,    // conflicts lose their last member
+  kProofSide,   // the first hypothesis of a proof counts for the other side
+  kStrictness,  // hypotheses of a proof count as if they were not strict
+  kValue,       // the values of the first variable are off by one
+  kLevel,       // the tightest bound in force is off by an infinitesimal
+  kStack,       // the constraint stack lacks its last entry
+  kAssignment,  // the solver's own assignment is changed behind its back after a check
+  kImplied,     // reasons of implications lose their last member
+  kModel,       // the model's value of the first variable is off by one
+};
+constexpr int kLastSabotage = static_cast<int>(Sabotage::kModel);
+
+class HookedSolver;
+
+class Checker {
+ public:
+  explicit Checker(const Config& config, Sabotage sabotage = Sabotage::kNone);
+  ~Checker();
+
+  // Carries the operation out and checks the outcome. False, and nothing done, when it is not legal here.
+  // Throws Failure.
+  bool run(const Op& op);
+
+  const Model& model() const { return model_; }
+  bool last_was_sat() const { return satisfied_ && fresh_; }  // a model may be asked for
+
+ private:
+  void carry_out(const Op& op);
+  void tell_equation(const Op& op);
+  void tell_bound(const Op& op);
+  void push(int c);
+  void pop();
+  void check(const Op& op);
+  void build_model(const Op& op);
+
+  bool run_check(const Op& op, std::optional<bool>* result);
+  void compare_verdict(const Op& op, bool result);
+  void check_hooks(const Op& op, int calls_before) const;
+  void check_conflict();
+  void check_conflict_pair() const;
+  void check_conflict_proof();
+  void check_saved() const;
+  void drain_implications();
+  void check_implication(int c, std::vector<int> reason);
+  void check_implication_proof(int c);
+
+  std::optional<Value> abstract_value(int var);
+  void check_values(bool bounds_too);
+  void check_equations(const std::vector<std::pair<int, Value>>& values) const;
+  void check_bounds(const std::vector<std::pair<int, Value>>& values) const;
+  void check_small_queries(const std::vector<std::pair<int, Value>>& values);
+  void check_model(const Op& op);
+  void check_model_equation(const Op& op, const std::vector<std::pair<int, Value>>& abstract,
+                            const std::vector<std::pair<int, Value>>& values) const;
+
+  void check_state();
+  void check_stack() const;
+  void check_levels() const;
+  void check_told() const;
+  void check_flags(int c, const Model::ToldBound& told) const;
+  void check_integrality(const std::vector<std::pair<int, Value>>& values);
+
+  Config config_;
+  Sabotage sabotage_;
+  Model model_;
+  std::unique_ptr<la::Solver> solver_;
+  HookedSolver* hooked_ = nullptr;   // the solver, when it is one with hooks
+  bool cache_may_be_stale_ = false;  // bounds were pushed since abstract values were last forgotten
+  bool satisfied_ = false;           // the last check answered true and no bound was pushed since
+  bool fresh_ = false;               // and it was a whole check, and nothing happened since
+  bool were_integral_ = true;
+};
+
+// Runs the whole trace; gives the failure and the number of the operation (from 0) at which it showed.
+struct Verdict {
+  std::optional<Failure> failure;
+  std::size_t step = 0;
+};
+Verdict replay(const Trace& trace, Sabotage sabotage);
+
+}  // namespace tarku::tester

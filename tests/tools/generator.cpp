@@ -1,0 +1,248 @@
+// Makes up random operations.
+#include "tests/tools/generator.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace tarku::tester {
+
+std::uint64_t Random::next() {
+  state_ += 0x9e3779b97f4a7c15u;
+  std::uint64_t z = state_;
+  z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
+  z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
+  return z ^ (z >> 31);
+}
+
+// ==== 01 THE SHAPE OF A SEQUENCE ====
+
+Generator::Generator(std::uint64_t seed, const Features& features) : random_(seed), features_(features) {
+  random_.next();
+  choose_config();
+  choose_names();
+  length_ = random_.chance(10) ? random_.between(60, 140) : random_.between(8, 50);
+  setup_left_ = random_.between(0, 10);
+  huge_percent_ = random_.chance(4) ? 25 : 0;
+  strict_percent_ = random_.pick<int>({0, 10, 40});
+  constant_percent_ = random_.chance(3) ? 20 : 0;
+}
+
+void Generator::choose_config() {
+  config_.proofs = random_.chance(50);
+  config_.eliminate = random_.chance(70);
+  config_.pivot_limit = random_.pick<int>({0, 0, 0, 1, 1, 2, 5, 1000});
+  config_.watch = random_.chance(90);
+  if (features_.propagation) config_.propagation = random_.between(0, 2);
+  if (features_.model) config_.hooks = random_.chance(30);
+}
+
+// Mostly small dense ids; sometimes gaps, seldom wide ones.
+void Generator::choose_names() {
+  const int count = random_.between(2, 8);
+  const int widest = random_.chance(90) ? 1 : random_.pick<int>({3, 20, 20, 300});
+  int id = 0;
+  for (int i = 0; i < count; ++i) vars_.push_back(id += random_.between(1, widest));
+  const int bounds = random_.between(3, 12);
+  const int stride = random_.chance(90) ? 1 : 1000;
+  for (int i = 0; i < bounds; ++i) bound_indices_.push_back(stride * i + (random_.chance(95) ? 1 : 0));
+  const int equations = random_.between(0, 5);
+  for (int i = 0; i < equations; ++i) equation_indices_.push_back(stride * 12 + 20 + i);
+}
+
+Op Generator::next(const Model& model, bool sat) {
+  for (int attempt = 0; attempt < 20; ++attempt) {
+    const Op op = make(choose_kind(model, sat), model);
+    if (model.legal(op)) return op;
+  }
+  return make_check();
+}
+
+OpKind Generator::choose_kind(const Model& model, bool sat) {
+  if (setup_left_ > 0) {
+    --setup_left_;
+    return !equation_indices_.empty() && random_.chance(35) ? OpKind::kEquation : OpKind::kTell;
+  }
+  if (pops_left_ > 0) {
+    --pops_left_;
+    if (!model.stack.empty()) return OpKind::kPop;
+  }
+  if (features_.model && sat && random_.chance(30)) return OpKind::kModel;
+  const bool stuck = model.in_conflict;
+  const Weighted choices[] = {
+      {OpKind::kPush, stuck ? 12 : 36},
+      {OpKind::kPop, stuck ? 50 : 14},
+      {OpKind::kCheck, stuck ? 10 : 24},
+      {OpKind::kTell, 9},
+      {OpKind::kEquation, equation_indices_.empty() ? 0 : 6},
+      {OpKind::kAddEquation, 2},
+      {OpKind::kRetract, 4},
+      {OpKind::kRetractEquation, 3},
+      {OpKind::kPivotLimit, 1},
+      {OpKind::kKeep, 1},
+      {OpKind::kValues, 3},
+      {OpKind::kPropagation, features_.propagation ? 1 : 0},
+  };
+  int total = 0;
+  for (const Weighted& choice : choices) total += choice.weight;
+  int place = random_.below(total);
+  for (const Weighted& choice : choices) {
+    if ((place -= choice.weight) < 0) return choice.kind;
+  }
+  return OpKind::kCheck;
+}
+
+Op Generator::make(OpKind kind, const Model& model) {
+  Op op;
+  op.kind = kind;
+  switch (kind) {
+    case OpKind::kEquation:
+      return make_equation(model);
+    case OpKind::kTell:
+      return make_tell(model);
+    case OpKind::kCheck:
+      return make_check();
+    case OpKind::kModel:
+      return make_model_request();
+    case OpKind::kAddEquation:
+    case OpKind::kRetractEquation:
+      op.index = equation_indices_.empty() ? -1 : random_.pick(equation_indices_);
+      return op;
+    case OpKind::kPop:
+      if (random_.chance(10)) pops_left_ = random_.between(1, 6);
+      return op;
+    case OpKind::kPivotLimit:
+      op.number = random_.pick<int>({0, 1, 2, 1000});
+      return op;
+    case OpKind::kPropagation:
+      op.number = random_.between(0, 2);
+      return op;
+    case OpKind::kPush:
+    case OpKind::kRetract:
+    case OpKind::kKeep:
+      op.index = random_.pick(bound_indices_);
+      return op;
+    case OpKind::kValues:
+      return op;
+  }
+  return op;
+}
+
+// ==== 02 NUMBERS ====
+
+Rational Generator::huge() {
+  static const std::vector<Rational> values = [] {
+    std::vector<Rational> result;
+    for (const char* text :
+         {"4611686018427387904", "9223372036854775807", "-9223372036854775807", "-9223372036854775808",
+          "9223372036854775808", "18446744073709551617", "123456789012345678901234567890/7", "1/9223372036854775807",
+          "-1/9223372036854775808", "3037000500", "-3037000499/3037000501", "1000000007/998244353", "4294967296"}) {
+      Rational value;
+      if (Rational::parse(text, &value)) result.push_back(value);
+    }
+    return result;
+  }();
+  return random_.pick(values);
+}
+
+Rational Generator::coefficient_value() {
+  if (random_.chance(huge_percent_)) return huge();
+  static const std::vector<Rational> values = {1, 1, 1, 1, -1, -1, -1, 2, -2, 3, -3, {1, 2}, {-1, 2}, {2, 3}, 5, 7};
+  return random_.pick(values);
+}
+
+Rational Generator::hidden(int var) {
+  auto place = hidden_.find(var);
+  if (place == hidden_.end()) place = hidden_.emplace(var, random_.between(-3, 3)).first;
+  return place->second;
+}
+
+Rational Generator::bound_real(int var) {
+  if (random_.chance(huge_percent_)) return huge();
+  if (random_.chance(60)) return hidden(var) + random_.pick<Rational>({0, 0, 0, 1, -1, 2, {1, 2}, {-1, 3}});
+  return random_.pick<Rational>({0, 0, 1, -1, 2, -2, 3, 5, -5, {1, 2}, {-3, 2}, 10});
+}
+
+// ==== 03 EQUATIONS ====
+
+Form Generator::random_form(int most_terms) {
+  Form form;
+  const int terms = random_.between(1, most_terms);
+  for (int i = 0; i < terms; ++i) form.push_back({pick_var(), coefficient_value()});
+  return normalized(form);
+}
+
+// A combination of two equations in force, solved for one of its variables.
+void Generator::make_dependent(const Model& model, Op* op) {
+  std::vector<Form> forms;
+  for (const auto& [c, told] : model.told_equations) {
+    if (told.state == Model::EquationState::kInForce) forms.push_back(told.form);
+  }
+  if (forms.empty()) return;
+  const Form form = sum(random_.pick(forms), random_.pick(forms), coefficient_value());
+  if (form.empty()) return;
+  const Term own = random_.pick(form);
+  op->var = own.var;
+  op->terms.clear();
+  for (const Term& term : form) {
+    if (term.var != own.var) op->terms.push_back({term.var, -(term.coeff / own.coeff)});
+  }
+}
+
+Op Generator::make_equation(const Model& model) {
+  Op op;
+  op.kind = OpKind::kEquation;
+  op.index = random_.pick(equation_indices_);
+  op.terms = random_form(4);
+  op.var = pick_var();
+  if (random_.chance(12)) make_dependent(model, &op);
+  const bool own = coefficient(op.terms, op.var).sign() != 0;
+  if (own && random_.chance(80)) {  // an own term is the exception
+    op.terms.erase(std::find_if(op.terms.begin(), op.terms.end(), [&](const Term& t) { return t.var == op.var; }));
+  } else if (!own && random_.chance(5)) {
+    op.terms = normalized(sum(op.terms, {{op.var, -1}}, 1));
+  }
+  if (random_.chance(3)) op.terms.clear();
+  if (random_.chance(3) && !op.terms.empty()) op.var = -1;
+  if (random_.chance(constant_percent_)) op.constant = random_.pick<Rational>({1, -1, {1, 2}});
+  if (op.var >= 0) {
+    Rational value = op.constant;
+    for (const Term& term : op.terms) value += term.coeff * hidden(term.var);
+    if (model.told_equations.count(op.index) == 0) hidden_[op.var] = value;
+  }
+  return op;
+}
+
+// ==== 04 BOUNDS, CHECKS, MODELS ====
+
+Op Generator::make_tell(const Model& model) {
+  Op op;
+  op.kind = OpKind::kTell;
+  op.index = random_.pick(bound_indices_);
+  const auto told = model.told_bounds.find(op.index);
+  op.var = told != model.told_bounds.end() && random_.chance(85) ? told->second.var : pick_var();
+  const int kind = random_.below(features_.diseq ? 115 : 90);
+  op.bound_kind = kind < 38 ? kLower : kind < 76 ? kUpper : kind < 90 ? kEqual : kDiseq;
+  op.bound = bound_real(op.var);
+  const bool one_sided = op.bound_kind == kLower || op.bound_kind == kUpper;
+  if (one_sided && random_.chance(strict_percent_)) op.bound.delta = op.bound_kind == kLower ? 1 : -1;
+  return op;
+}
+
+Op Generator::make_check() {
+  Op op;
+  op.kind = OpKind::kCheck;
+  op.partial = random_.chance(30);
+  if (random_.chance(12)) op.number = random_.between(1, 5);
+  return op;
+}
+
+Op Generator::make_model_request() {
+  Op op;
+  op.kind = OpKind::kModel;
+  if (random_.chance(60)) op.terms = random_form(3);
+  if (random_.chance(30)) op.constant = random_.between(-2, 2);
+  if (random_.chance(15)) op.number = random_.between(1, 4);
+  return op;
+}
+
+}  // namespace tarku::tester

@@ -1,0 +1,84 @@
+// Makes up random operations that are legal and likely to be interesting where they stand.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "tests/tools/model.h"
+#include "tests/tools/trace.h"
+
+namespace tarku::tester {
+
+// Which parts of the solver are driven besides equations, bounds, the stack and checks.
+struct Features {
+  bool diseq = false;
+  bool propagation = false;
+  bool model = false;  // models, and a derived solver with hooks
+};
+
+// A small fast generator whose sequence is the same everywhere (S. Vigna's splitmix64).
+class Random {
+ public:
+  explicit Random(std::uint64_t seed) : state_(seed) {}
+  std::uint64_t next();
+  int below(int limit) { return static_cast<int>(next() % static_cast<std::uint64_t>(limit)); }
+  int between(int low, int high) { return low + below(high - low + 1); }
+  bool chance(int percent) { return below(100) < percent; }
+  template <class T>
+  const T& pick(const std::vector<T>& from) {
+    return from[static_cast<std::size_t>(below(static_cast<int>(from.size())))];
+  }
+
+ private:
+  std::uint64_t state_;
+};
+
+// The operations of one sequence. Everything follows from the seed and from the model's answers.
+class Generator {
+ public:
+  Generator(std::uint64_t seed, const Features& features);
+
+  const Config& config() const { return config_; }
+  int length() const { return length_; }
+  // `sat`: the last check was whole and answered true, nothing happened since.
+  Op next(const Model& model, bool sat);
+
+ private:
+  struct Weighted {
+    OpKind kind;
+    int weight;
+  };
+
+  void choose_config();
+  void choose_names();
+  OpKind choose_kind(const Model& model, bool sat);
+  Op make(OpKind kind, const Model& model);
+  Op make_equation(const Model& model);
+  void make_dependent(const Model& model, Op* op);
+  Op make_tell(const Model& model);
+  Op make_check();
+  Op make_model_request();
+  Form random_form(int most_terms);
+  Rational coefficient_value();
+  Rational bound_real(int var);
+  Rational huge();
+  Rational hidden(int var);
+  int pick_var() { return random_.pick(vars_); }
+
+  Random random_;
+  Features features_;
+  Config config_;
+  std::vector<int> vars_;
+  std::vector<int> bound_indices_;
+  std::vector<int> equation_indices_;
+  std::map<int, Rational> hidden_;  // a point that most equations hold at; bounds are drawn around it
+  int length_ = 0;
+  int setup_left_ = 0;  // operations that only tell
+  int huge_percent_ = 0;
+  int strict_percent_ = 0;
+  int constant_percent_ = 0;
+  int pops_left_ = 0;
+};
+
+}  // namespace tarku::tester

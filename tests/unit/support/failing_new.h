@@ -1,0 +1,15 @@
+// Lets a test make operator new fail, to see what a container looks like after std::bad_alloc.
+#pragma once
+
+namespace tarku::test {
+
+// While one lives, operator new of the whole program first succeeds `successes` times and then throws each time.
+class FailingNew {
+ public:
+  explicit FailingNew(int successes);
+  ~FailingNew();
+  FailingNew(const FailingNew&) = delete;
+  FailingNew& operator=(const FailingNew&) = delete;
+};
+
+}  // namespace tarku::test
