@@ -125,12 +125,14 @@ void erase_and_insert(benchmark::State& state) {
   Map map;
   fill(map, keys, count);
   const std::uint64_t before = allocation_count + chunks_of(map);
-  std::size_t out = 0;
+  std::size_t out = 0, in = count;
+  auto advance = [&keys](std::size_t& place) { place = place + 1 == keys.size() ? 0 : place + 1; };
   for (auto _ : state) {
     for (std::size_t i = 0; i < count; ++i) {
       map.erase(keys[out]);
-      map[keys[(out + count) % keys.size()]];
-      out = (out + 1) % keys.size();
+      map[keys[in]];
+      advance(out);
+      advance(in);
     }
   }
   report(state, allocation_count + chunks_of(map) - before);

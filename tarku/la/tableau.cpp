@@ -352,7 +352,11 @@ void Tableau::eliminate_variables(const VarSet& vars) {
     if (!is_basic(var) && column_count(var) != 0) {
       pivot(shortest_row_with(var), var);
     }
-    set_aside(var, is_basic(var) ? take_row(var) : new Equation(var));
+    if (is_basic(var)) {
+      set_aside(var, take_row(var), State::eliminated);
+    } else {
+      set_aside(var, new Equation(var), State::free);
+    }
   }
 }
 
@@ -369,14 +373,14 @@ int Tableau::shortest_row_with(int nonbasic) const {
   return best;
 }
 
-void Tableau::set_aside(int var, Equation* eq) {
+void Tableau::set_aside(int var, Equation* eq, State state) {
   aside_[var] = eq;
   const std::size_t index = static_cast<std::size_t>(var);
   if (index >= aside_sequence_.size()) {
     aside_sequence_.resize(std::max(index + 1, 2 * aside_sequence_.size()), 0);
   }
   aside_sequence_[index] = next_sequence_++;
-  set_state(var, State::eliminated);
+  set_state(var, state);
 }
 
 Equation* Tableau::take_aside(int var) {
@@ -414,8 +418,9 @@ std::vector<int> Tableau::needed_to_return(int var) const {
 
 void Tableau::bring_back(int var, std::vector<int>* rows) {
   const std::unique_ptr<Equation> eq(take_aside(var));
+  const bool was_free = is_free_eliminated(var);
   set_state(var, State::present);
-  if (eq->terms().empty()) return;  // it was free: a row without terms would force it to zero
+  if (was_free) return;
   Terms terms = std::move(eq->mutable_terms());
   substitute_basics(&terms);
   install_row(var, std::move(terms));
@@ -475,6 +480,7 @@ void Tableau::forget_rowless(int var) {
   if (owner < 0) return;
   const std::unique_ptr<Equation> eq(aside_.raw(owner));
   aside_[owner] = new Equation(owner);
+  set_state(owner, State::free);
   Terms definition = told_terms(*eq);
   solve_for(&definition, find_term(definition, var));
   replace_in_aside(var, definition);

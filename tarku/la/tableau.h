@@ -81,7 +81,8 @@ class Tableau {
 
   bool has_eliminated() const { return aside_.num_present() != 0; }
   bool is_eliminated(int var) const { return has_eliminated() && aside_.is_present(var); }
-  bool is_free_eliminated(int var) const { return is_eliminated(var) && aside_.get(var)->terms().empty(); }
+  // Set aside without an equation. One whose equation has no terms is no such variable: it is forced to zero.
+  bool is_free_eliminated(int var) const { return state_of(var) == State::free; }
 
   VarSet::const_iterator basics_of_begin(int var) const { return column(var).begin(); }
   VarSet::const_iterator basics_of_end(int var) const { return column(var).end(); }
@@ -98,7 +99,7 @@ class Tableau {
 
  private:
   using Terms = std::vector<Equation::VarCoeff>;
-  enum class State : std::uint8_t { unknown, present, eliminated };
+  enum class State : std::uint8_t { unknown, present, eliminated, free };  // free: eliminated without an equation
 
   State state_of(int var) const {
     return static_cast<std::size_t>(var) < states_.size() ? states_[static_cast<std::size_t>(var)] : State::unknown;
@@ -117,7 +118,7 @@ class Tableau {
   int shortest_row_with(int nonbasic) const;
 
   // Variables set aside.
-  void set_aside(int var, Equation* eq);
+  void set_aside(int var, Equation* eq, State state);
   Equation* take_aside(int var);
   std::vector<int> needed_to_return(int var) const;
   void bring_back(int var, std::vector<int>* rows);

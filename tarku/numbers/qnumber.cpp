@@ -408,10 +408,10 @@ void QNumber::add_mul_general(const QNumber& a, const QNumber& b, bool subtract)
 
 // Compares a/b with c/d; the denominators are positive.
 int QNumber::compare_quotients(mpz_srcptr a, mpz_srcptr b, mpz_srcptr c, mpz_srcptr d) {
-  if (is_unit(b) && is_unit(d)) return sign_of(mpz_cmp(a, c));
   const int left_sign = mpz_sgn(a), right_sign = mpz_sgn(c);
   if (left_sign != right_sign) return left_sign < right_sign ? -1 : 1;
   if (left_sign == 0) return 0;
+  if (is_unit(b) && is_unit(d)) return sign_of(mpz_cmp(a, c));
   // Most comparisons are decided without forming the products.
   const int by_estimate = compare_estimates(Estimate(a, d), Estimate(c, b));
   if (by_estimate != 0) return left_sign * by_estimate;
