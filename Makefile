@@ -5,7 +5,7 @@
 BUILD  ?= build
 JOBS   ?= $(shell nproc 2>/dev/null || echo 2)
 WERROR ?= OFF
-TESTS  := ctest --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
+TESTS  := ctest --progress --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
 
 # $(call build,PRESET,OPTIONS...): configures a preset into $(BUILD)/PRESET and builds the given targets.
 configure = cmake --preset $(1) -B $(BUILD)/$(1) -DTARKU_WERROR=$(WERROR) --log-level=WARNING

@@ -217,39 +217,40 @@ inline Problem flow(int nodes, int degree, bool satisfiable, std::uint64_t seed)
   return p;
 }
 
-// The Klee-Minty cube: x_i + sum over j < i of 2^(i-j+1) x_j <= 5^i, x >= 0; the sum of 2^(n-j) x_j reaches 5^n and no
-// more. Needs n <= 26 (powers of five in machine words).
+// The Klee-Minty cube: e <= x_1 <= 1 and e x_(j-1) <= x_j <= 1 - e x_(j-1) for e = 1/4. The greatest x_n is 1 - e^n,
+// and that is what x_n must reach or exceed. Needs n <= 30 (powers of four in machine words).
 inline Problem klee_minty(int n, bool satisfiable) {
   Problem p;
   p.name = "klee_minty/" + std::to_string(n);
   p.satisfiable = satisfiable;
-  std::int64_t power = 1;
-  for (int i = 1; i <= n; ++i) p.at_least(p.new_var(), 0);
-  Terms goal;
-  for (int i = 1; i <= n; ++i) {
-    Terms terms{{i, 1}};
-    for (int j = 1; j < i; ++j) terms.emplace_back(j, QNumber(std::int64_t{1} << (i - j + 1)));
-    power *= 5;
-    p.at_most(p.new_row(terms), QNumber(power));
-    goal.emplace_back(i, QNumber(std::int64_t{1} << (n - i)));
+  const QNumber e(1, 4);
+  for (int j = 1; j <= n; ++j) p.new_var();
+  p.at_least(1, e);
+  p.at_most(1, 1);
+  for (int j = 2; j <= n; ++j) {
+    p.at_least(p.new_row({{j, 1}, {j - 1, e.neg()}}), 0);
+    p.at_most(p.new_row({{j, 1}, {j - 1, e}}), 1);
   }
-  p.at_least(p.new_row(goal), QNumber(satisfiable ? power : power + 1));
+  const std::int64_t power = std::int64_t{1} << (2 * n);
+  p.at_least(n, satisfiable ? QNumber(power - 1, power) : QNumber(1));
   return p;
 }
 
-// x_(i+1) - x_i >= 1 for n links, and x_(n+1) - x_1 at most n (satisfiable, everything tight) or n - 1.
+// x_(i+1) - x_i >= 1 for n links over non-negative x, and x_(n+1) - x_1 at most n (satisfiable, everything tight) or
+// n - 1.
 inline Problem difference_chain(int n, bool satisfiable) {
   Problem p;
   p.name = "difference_chain/" + std::to_string(n);
   p.satisfiable = satisfiable;
-  for (int i = 0; i <= n; ++i) p.new_var();
+  for (int i = 0; i <= n; ++i) p.at_least(p.new_var(), 0);
   for (int i = 1; i <= n; ++i) p.at_least(p.new_row({{i + 1, 1}, {i, -1}}), 1);
   p.at_most(p.new_row({{n + 1, 1}, {1, -1}}), satisfiable ? n : n - 1);
   return p;
 }
 
-// n equations in n unknowns whose coefficients are fractions of some 60 over 30 bits, so that numbers grow at once. A
-// hidden point of small fractions solves them; unsatisfiable: the first unknown must lie below its only value.
+// n equations in n unknowns of [-100, 100] whose coefficients are fractions of some 60 over 30 bits, so that numbers
+// grow at once. A hidden point of small fractions solves them; unsatisfiable: the first unknown must lie below its only
+// value.
 inline Problem big_coefficients(int n, bool satisfiable, std::uint64_t seed) {
   Problem p;
   p.name = "big_coefficients/" + std::to_string(n);
@@ -257,7 +258,9 @@ inline Problem big_coefficients(int n, bool satisfiable, std::uint64_t seed) {
   Random random(seed);
   std::vector<QNumber> point;
   for (int j = 0; j < n; ++j) {
-    p.new_var();
+    const int x = p.new_var();
+    p.at_least(x, -100);
+    p.at_most(x, 100);
     point.emplace_back(random.nonzero(99), random.between(1, 99));
   }
   for (int i = 0; i < n; ++i) {

@@ -3,7 +3,7 @@
 // Three series over the same problems:
 //   whole/        builds a solver, tells everything, asserts everything, decides
 //   search/       the same, but only asserting and deciding are timed
-//   incremental/  takes the last bound back, decides, asserts it again, decides
+//   incremental/  unsatisfiable ones only: takes the last bound back, decides, asserts it again, decides
 // Counters: pivots of one round, pivots per second of timed work, allocations of one round and per pivot.
 // Every verdict is compared with the known one; a wrong one stops the benchmark with an error.
 #include <benchmark/benchmark.h>
@@ -90,8 +90,8 @@ std::vector<Problem> make_problems() {
   namespace b = tarku::bench;
   std::vector<Problem> problems;
   for (const bool satisfiable : {true, false}) {
-    problems.push_back(b::dense_random(20, 30, satisfiable, 1));
-    problems.push_back(b::dense_random(50, 60, satisfiable, 2));
+    problems.push_back(b::dense_random(10, 15, satisfiable, 1));
+    problems.push_back(b::dense_random(30, 40, satisfiable, 2));
     problems.push_back(b::assignment(8, satisfiable, 3));
     problems.push_back(b::assignment(20, satisfiable, 4));
     problems.push_back(b::flow(50, 4, satisfiable, 5));
@@ -100,8 +100,8 @@ std::vector<Problem> make_problems() {
     problems.push_back(b::klee_minty(20, satisfiable));
     problems.push_back(b::difference_chain(100, satisfiable));
     problems.push_back(b::difference_chain(1000, satisfiable));
-    problems.push_back(b::big_coefficients(8, satisfiable, 7));
-    problems.push_back(b::big_coefficients(24, satisfiable, 8));
+    problems.push_back(b::big_coefficients(6, satisfiable, 7));
+    problems.push_back(b::big_coefficients(16, satisfiable, 8));
   }
   problems.push_back(b::sparse_system(1000, 2000, 3, 50, 9));
   return problems;
@@ -109,7 +109,7 @@ std::vector<Problem> make_problems() {
 
 void add(const std::string& series, const Problem& problem, const std::function<void(State&)>& body) {
   const std::string name = series + problem.name + (problem.satisfiable ? "/sat" : "/unsat");
-  benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMicrosecond)->MinTime(0.2);
+  benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMicrosecond);
 }
 
 }  // namespace
@@ -120,7 +120,7 @@ int main(int argc, char** argv) {
   for (const Problem& problem : problems) {
     add("whole/", problem, [&problem](State& state) { decide(state, problem, true); });
     add("search/", problem, [&problem](State& state) { decide(state, problem, false); });
-    add("incremental/", problem, [&problem](State& state) { recheck(state, problem); });
+    if (!problem.satisfiable) add("incremental/", problem, [&problem](State& state) { recheck(state, problem); });
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -1,6 +1,7 @@
 ; Coefficients that no machine word or floating-point number can hold: the answers are exact all the same.
 ; expect: sat
-; expect: ((x (- 1000000000000000000000.0)) (y 1000000000000000000001.0))
+; expect: ((x (- 1000000000000000000000.0))
+; expect:  (y 1000000000000000000001.0))
 ; expect: unsat
 (set-logic QF_LRA)
 (set-option :produce-models true)

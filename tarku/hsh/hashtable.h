@@ -142,7 +142,6 @@ class Hashtable {
   template <class... Args>
   Bucket* make_node(Args&&... args);
   void destroy_node(Bucket* node) noexcept;
-  static void prefetch_ahead(const std::vector<Bucket*>& buckets, std::uint64_t index);
   void grow();
 };
 
@@ -241,20 +240,10 @@ bool Hashtable<Value, GetKey, Key, Hash, Equal>::erase(const Key& key) {
   return true;
 }
 
-// Asks for a chain head that a walk over all buckets reaches soon: in a large table nearly every node is a cache miss,
-// and the walk would wait for one after the other.
-template <class Value, class GetKey, class Key, class Hash, class Equal>
-inline void Hashtable<Value, GetKey, Key, Hash, Equal>::prefetch_ahead(const std::vector<Bucket*>& buckets,
-                                                                       std::uint64_t index) {
-  const std::uint64_t distance = 8;
-  if (index + distance < buckets.size()) __builtin_prefetch(buckets[index + distance], 1);
-}
-
 // Stops at the last element instead of at the last bucket: a few elements in a large table are common.
 template <class Value, class GetKey, class Key, class Hash, class Equal>
 void Hashtable<Value, GetKey, Key, Hash, Equal>::clear() noexcept {
   for (std::uint64_t index = 0; size_ != 0; ++index) {
-    prefetch_ahead(buckets_, index);
     Bucket* node = buckets_[index];
     buckets_[index] = nullptr;
     for (; node != nullptr; --size_) {
@@ -275,9 +264,8 @@ void Hashtable<Value, GetKey, Key, Hash, Equal>::grow() {
   old.swap(buckets_);
   modulus_ = Modulus(count);
   grow_at_ = overload_size(count);
-  for (std::uint64_t index = 0; index < old.size(); ++index) {
-    prefetch_ahead(old, index);
-    for (Bucket* node = old[index]; node != nullptr;) {
+  for (Bucket* node : old) {
+    while (node != nullptr) {
       Bucket* next = node->next_;
       Bucket*& head = buckets_[bucket_of(GetKey()(node->value_))];
       node->next_ = head;

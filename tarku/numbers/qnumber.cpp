@@ -1,9 +1,8 @@
-// QNumber: everything that is not a short path on machine words: fractions, GMP integers, text.
+// QNumber: everything that is not a short path on machine words: fractions and GMP integers.
 #include "tarku/numbers/qnumber.h"
 
 #include <algorithm>
 #include <cmath>
-#include <ostream>
 
 namespace tarku {
 
@@ -72,8 +71,15 @@ class QNumber::View {
 
 namespace {
 
-int sign_of(int x) {
-  return (x > 0) - (x < 0);
+// Compares |x| with |y|; mostly the highest limbs decide, and then no call of GMP is needed.
+int compare_magnitudes(mpz_srcptr x, mpz_srcptr y) {
+  const std::size_t size = mpz_size(x);
+  if (size != mpz_size(y)) return size < mpz_size(y) ? -1 : 1;
+  for (auto i = static_cast<mp_size_t>(size) - 1; i >= 0; --i) {
+    const mp_limb_t left = mpz_getlimbn(x, i), right = mpz_getlimbn(y, i);
+    if (left != right) return left < right ? -1 : 1;
+  }
+  return 0;
 }
 
 // |x*y| as value * 2^(64*limbs), with 2^128 <= value < 2^256 and a relative error far below 2^-40; x and y are not 0.
@@ -411,14 +417,14 @@ int QNumber::compare_quotients(mpz_srcptr a, mpz_srcptr b, mpz_srcptr c, mpz_src
   const int left_sign = mpz_sgn(a), right_sign = mpz_sgn(c);
   if (left_sign != right_sign) return left_sign < right_sign ? -1 : 1;
   if (left_sign == 0) return 0;
-  if (is_unit(b) && is_unit(d)) return sign_of(mpz_cmp(a, c));
+  if (is_unit(b) && is_unit(d)) return left_sign * compare_magnitudes(a, c);
   // Most comparisons are decided without forming the products.
   const int by_estimate = compare_estimates(Estimate(a, d), Estimate(c, b));
   if (by_estimate != 0) return left_sign * by_estimate;
   Integer left, right;
   mpz_mul(left.z, a, d);
   mpz_mul(right.z, c, b);
-  return sign_of(mpz_cmp(left.z, right.z));
+  return left_sign * compare_magnitudes(left.z, right.z);
 }
 
 int QNumber::compare_general(const QNumber& a, const QNumber& b) {
@@ -488,82 +494,6 @@ double QNumber::to_double() const {
   const double den = mpz_get_d_2exp(&den_exponent, block()->den.z);
   const long exponent = std::clamp(num_exponent - den_exponent, -5000L, 5000L);
   return std::ldexp(num / den, static_cast<int>(exponent));
-}
-
-// ---- text ----
-
-namespace {
-
-constexpr std::size_t kWordDigits = 18;  // decimal digits that always fit in a word
-
-std::string decimal(mpz_srcptr x) {
-  std::string text(mpz_sizeinbase(x, 10) + 2, '\0');  // sign and terminator
-  mpz_get_str(text.data(), 10, x);
-  text.resize(text.find('\0'));
-  return text;
-}
-
-// The number of decimal digits that `text` starts with.
-std::size_t leading_digits(std::string_view text) {
-  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
-  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
-}
-
-// The value of at most kWordDigits digits.
-std::int64_t word_value(std::string_view digits) {
-  std::int64_t value = 0;
-  for (const char c : digits) value = value * 10 + (c - '0');
-  return value;
-}
-
-// Splits a number's text, sign taken off, into the digits of a numerator and of a denominator: 12.5 is 125 over 10.
-bool split_digits(std::string_view text, std::string* num, std::string* den) {
-  const std::size_t whole = leading_digits(text);
-  if (whole == 0) return false;
-  num->assign(text.substr(0, whole));
-  den->assign("1");
-  if (whole == text.size()) return true;
-  const char separator = text[whole];
-  std::string_view rest = text.substr(whole + 1);
-  if (rest.empty() || leading_digits(rest) != rest.size()) return false;
-  if (separator == '/') {
-    den->assign(rest);
-    return rest.find_first_not_of('0') != std::string_view::npos;
-  }
-  rest = rest.substr(0, rest.find_last_not_of('0') + 1);  // trailing zeros mean nothing
-  num->append(rest);
-  den->append(rest.size(), '0');
-  return separator == '.';
-}
-
-}  // namespace
-
-std::string QNumber::to_str() const {
-  const View view(*this);
-  return is_unit(view.den) ? decimal(view.num) : decimal(view.num) + '/' + decimal(view.den);
-}
-
-bool QNumber::parse(std::string_view text, QNumber* out) {
-  const bool negative = !text.empty() && text.front() == '-';
-  if (negative) text.remove_prefix(1);
-  std::string num, den;
-  if (!split_digits(text, &num, &den)) return false;
-  QNumber value;
-  if (num.size() <= kWordDigits && den.size() <= kWordDigits) {
-    value = QNumber(word_value(num), word_value(den));
-  } else {
-    value.make_big();
-    mpz_set_str(value.block()->num.z, num.c_str(), 10);
-    mpz_set_str(value.block()->den.z, den.c_str(), 10);
-    value.normalize();
-  }
-  if (negative) value.negate();
-  *out = value.compact();
-  return true;
-}
-
-std::ostream& operator<<(std::ostream& out, const QNumber& value) {
-  return out << value.to_str();
 }
 
 }  // namespace tarku

@@ -19,11 +19,9 @@ int next_id(int* last) {
   return ++*last;
 }
 
-std::uint64_t hash_monomials(const Monomial* monomials, std::size_t count) {
-  std::uint64_t hash = count;
-  for (std::size_t i = 0; i < count; ++i) {
-    hash = mix_hash(mix_hash(hash, monomials[i].leaf.id()), monomials[i].coeff.hash());
-  }
+std::uint64_t hash_monomials(const std::vector<Monomial>& monomials) {
+  std::uint64_t hash = monomials.size();
+  for (const Monomial& m : monomials) hash = mix_hash(mix_hash(hash, m.leaf.id()), m.coeff.hash());
   return hash;
 }
 
@@ -128,7 +126,8 @@ int AtomTable::find_variable(Term symbol) const {
 // The slack variable of a scaled form.
 int AtomTable::slack(const LinearForm& form) {
   const std::size_t count = form.terms.size();
-  const std::uint32_t old = row_index_.find(hash_monomials(form.terms.data(), count), [&](std::uint32_t i) {
+  const std::uint64_t hash = hash_monomials(form.terms);
+  const std::uint32_t old = row_index_.find(hash, [&](std::uint32_t i) {
     const Row& row = rows_[i];
     return row.count == count && std::equal(form.terms.begin(), form.terms.end(), monomials(row), same_monomial);
   });
@@ -138,22 +137,20 @@ int AtomTable::slack(const LinearForm& form) {
   const std::size_t first = monomials_.size();
   monomials_.insert(monomials_.end(), form.terms.begin(), form.terms.end());
   rows_.push_back({next_id(&num_variables_), next_id(&num_constraints_), first, static_cast<std::uint32_t>(count)});
-  row_index_.insert(static_cast<std::uint32_t>(rows_.size() - 1),
-                    [this](std::uint32_t i) { return hash_monomials(monomials(rows_[i]), rows_[i].count); });
+  row_index_.insert(static_cast<std::uint32_t>(rows_.size() - 1), hash);
   return rows_.back().variable;
 }
 
 int AtomTable::bound(int variable, Relation relation, const QNumber& value) {
-  const std::uint32_t old = bound_index_.find(hash_bound(variable, relation, value), [&](std::uint32_t i) {
+  const std::uint64_t hash = hash_bound(variable, relation, value);
+  const std::uint32_t old = bound_index_.find(hash, [&](std::uint32_t i) {
     const Bound& b = bounds_[i];
     return b.variable == variable && b.relation == relation && b.value == value;
   });
   if (old != HashIndex::none) return bounds_[old].constraint;
 
   bounds_.push_back({variable, next_id(&num_constraints_), relation, value.compact()});
-  bound_index_.insert(static_cast<std::uint32_t>(bounds_.size() - 1), [this](std::uint32_t i) {
-    return hash_bound(bounds_[i].variable, bounds_[i].relation, bounds_[i].value);
-  });
+  bound_index_.insert(static_cast<std::uint32_t>(bounds_.size() - 1), hash);
   return bounds_.back().constraint;
 }
 

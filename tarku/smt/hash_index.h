@@ -1,7 +1,8 @@
-// HashIndex: finds entries of a growing array by content, four bytes of overhead per slot.
+// HashIndex: finds entries of a growing array by content, eight bytes per slot.
 //
 // The owner keeps the entries in an array of its own and hands in what the table cannot know: the hash of an entry and
-// whether an entry is the one looked for. Nothing is ever taken out.
+// whether an entry is the one looked for. Each slot holds half of the hash, so that a miss rarely looks at an entry and
+// growing never does. Nothing is ever taken out.
 #pragma once
 
 #include <cstddef>
@@ -25,40 +26,45 @@ class HashIndex {
   template <class Matches>
   std::uint32_t find(std::uint64_t hash, Matches matches) const {
     if (slots_.empty()) return none;
-    for (std::size_t i = hash & mask();; i = (i + 1) & mask()) {
-      if (slots_[i] == none || matches(slots_[i])) return slots_[i];
+    const auto half = static_cast<std::uint32_t>(hash);
+    for (std::size_t i = half & mask();; i = (i + 1) & mask()) {
+      const Slot& slot = slots_[i];
+      if (slot.entry == none || (slot.hash == half && matches(slot.entry))) return slot.entry;
     }
   }
 
-  // Adds `entry`, which must not be there. hash_of(e) gives the hash of any entry, for when the table grows.
-  template <class HashOf>
-  void insert(std::uint32_t entry, HashOf hash_of) {
-    if (4 * (size_ + 1) > 3 * slots_.size()) grow(hash_of);
-    place(entry, hash_of(entry));
+  // Adds `entry`, which must not be there.
+  void insert(std::uint32_t entry, std::uint64_t hash) {
+    if (4 * (size_ + 1) > 3 * slots_.size()) grow();
+    place({entry, static_cast<std::uint32_t>(hash)});
     ++size_;
   }
 
   std::size_t size() const { return size_; }
 
  private:
+  struct Slot {
+    std::uint32_t entry;
+    std::uint32_t hash;
+  };
+
   std::size_t mask() const { return slots_.size() - 1; }
 
-  void place(std::uint32_t entry, std::uint64_t hash) {
-    std::size_t i = hash & mask();
-    while (slots_[i] != none) i = (i + 1) & mask();
-    slots_[i] = entry;
+  void place(Slot slot) {
+    std::size_t i = slot.hash & mask();
+    while (slots_[i].entry != none) i = (i + 1) & mask();
+    slots_[i] = slot;
   }
 
-  template <class HashOf>
-  void grow(HashOf hash_of) {
-    std::vector<std::uint32_t> old(slots_.empty() ? 16 : 2 * slots_.size(), none);
+  void grow() {
+    std::vector<Slot> old(slots_.empty() ? 16 : 2 * slots_.size(), Slot{none, 0});
     old.swap(slots_);
-    for (std::uint32_t entry : old) {
-      if (entry != none) place(entry, hash_of(entry));
+    for (const Slot& slot : old) {
+      if (slot.entry != none) place(slot);
     }
   }
 
-  std::vector<std::uint32_t> slots_;  // entries, power of two in number, linear probing
+  std::vector<Slot> slots_;  // a power of two in number, linear probing
   std::size_t size_ = 0;
 };
 

@@ -165,7 +165,7 @@ Term TermManager::mk_real(const QNumber& value) {
   if (old != HashIndex::none) return Term(old);
   values_.push_back(value.compact());
   const Term t = append({Op::numeral, Sort::real, Known::no, 0, 0, static_cast<std::uint32_t>(values_.size() - 1)});
-  index_.insert(t.id(), [this](std::uint32_t id) { return hash_node(id); });
+  index_.insert(t.id(), hash);
   return t;
 }
 
@@ -210,22 +210,13 @@ Term TermManager::mk_application(Op op, const Term* args, std::size_t count) {
     if (references < 2) ++references;
   }
   const Term t = append(node);
-  index_.insert(t.id(), [this](std::uint32_t id) { return hash_node(id); });
+  index_.insert(t.id(), hash);
   return t;
 }
 
 bool TermManager::holds_application(std::uint32_t id, Op op, const Term* args, std::size_t count) const {
   const Node& n = nodes_[id];
   return n.op == op && n.count == count && std::equal(args, args + count, args_.begin() + n.first);
-}
-
-// Must agree with the hashes that mk_real and mk_application compute before the term exists.
-std::uint64_t TermManager::hash_node(std::uint32_t id) const {
-  const Node& n = nodes_[id];
-  auto hash = static_cast<std::uint64_t>(n.op);
-  if (n.op == Op::numeral) return mix_hash(hash, values_[n.first].hash());
-  for (std::uint32_t i = 0; i < n.count; ++i) hash = mix_hash(hash, args_[n.first + i].id());
-  return hash;
 }
 
 // ---- checks ----

@@ -152,7 +152,6 @@ class TermManager {
   Term append(const Node& node);
   Term mk_application(Op op, const Term* args, std::size_t count);
   bool holds_application(std::uint32_t id, Op op, const Term* args, std::size_t count) const;
-  std::uint64_t hash_node(std::uint32_t id) const;
 
   std::vector<Node> nodes_;         // by id
   std::vector<Term> args_;          // arguments of all applications, one after the other

@@ -7,16 +7,12 @@ namespace tarku::smtlib {
 
 SymbolTable::SymbolTable() {
   for (const char* word : {"let", "forall", "exists", "match", "par", "_", "!", "as"}) intern(word);
-  assert(names_.size() == static_cast<std::size_t>(Reserved::count));
+  assert(entries_.size() == static_cast<std::size_t>(Reserved::count));
 }
 
 SymbolId SymbolTable::intern(std::string_view name) {
-  const auto found = ids_.find(name);
-  if (found != ids_.end()) return found->second;
-  const auto id = static_cast<SymbolId>(names_.size());
-  names_.emplace_back(name);
-  entries_.emplace_back();
-  ids_.emplace(names_.back(), id);
+  const SymbolId id = interner_.intern(name);
+  if (index(id) == entries_.size()) entries_.emplace_back();
   return id;
 }
 

@@ -8,18 +8,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "tarku/smtlib/binding.h"
+#include "tarku/smtlib/interner.h"
 
 namespace tarku::smtlib {
-
-// Index of an interned name.
-enum class SymbolId : std::uint32_t {};
 
 // The words that the grammar of terms reserves have fixed ids.
 enum class Reserved : std::uint32_t { let, forall, exists, match, par, underscore, exclamation, as, count };
@@ -31,7 +27,7 @@ class SymbolTable {
   SymbolTable& operator=(const SymbolTable&) = delete;
 
   SymbolId intern(std::string_view name);
-  const std::string& name(SymbolId id) const { return names_[index(id)]; }
+  const std::string& name(SymbolId id) const { return interner_.name(id); }
   static bool is_reserved(SymbolId id) { return id < static_cast<SymbolId>(Reserved::count); }
 
   // ---- meanings ----
@@ -95,9 +91,8 @@ class SymbolTable {
   void forget(const Declaration& declaration);
   void keep_globals_from(std::size_t count);
 
-  std::unordered_map<std::string_view, SymbolId> ids_;  // keys are views into names_
-  std::deque<std::string> names_;                       // by id; a deque, so that the views stay
-  std::vector<Entry> entries_;                          // by id
+  Interner interner_;
+  std::vector<Entry> entries_;  // by id
   std::vector<Local> locals_;
   std::vector<Declaration> declarations_;
   std::vector<std::size_t> levels_;  // number of declarations below each level

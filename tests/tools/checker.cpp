@@ -2,6 +2,7 @@
 #include "tests/tools/checker.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "tarku/exception.h"
 #include "tarku/termination_test.h"
@@ -32,13 +33,13 @@ class PollCounter : public TerminationTest {
   mutable std::int64_t polls_ = 0;
 };
 
-void require(bool condition, const char* category, const std::string& text) {
+void require(bool condition, const char* category, const char* text) {
   if (!condition) throw Failure(category, text);
 }
 
-// As require, for texts that are costly to make: `describe` is called only on failure.
+// `describe` makes the text; it is called only on failure.
 template <class Describe>
-void require_or(bool condition, const char* category, const Describe& describe) {
+void require(bool condition, const char* category, const Describe& describe) {
   if (!condition) throw Failure(category, describe());
 }
 
@@ -89,6 +90,62 @@ class HookedSolver : public la::Solver {
   int restore_calls = 0;
 };
 
+const char* category_of(Sabotage sabotage) {
+  switch (sabotage) {
+    case Sabotage::kNone:
+      return "";
+    case Sabotage::kVerdict:
+      return "verdict";
+    case Sabotage::kPush:
+      return "push";
+    case Sabotage::kConflict:
+      return "conflict";
+    case Sabotage::kProofSide:
+    case Sabotage::kStrictness:
+      return "proof";
+    case Sabotage::kValue:
+      return "values";
+    case Sabotage::kLevel:
+      return "levels";
+    case Sabotage::kStack:
+      return "stack";
+    case Sabotage::kAssignment:
+      return "invariant";
+    case Sabotage::kImplied:
+      return "implied";
+    case Sabotage::kModel:
+      return "model";
+  }
+  return "";
+}
+
+void Tally::add(const Tally& other) {
+  operations += other.operations;
+  sat += other.sat;
+  unsat += other.unsat;
+  row_conflicts += other.row_conflicts;
+  push_conflicts += other.push_conflicts;
+  interruptions += other.interruptions;
+  pivots += other.pivots;
+  proofs += other.proofs;
+  implications += other.implications;
+  models += other.models;
+}
+
+std::string Tally::to_str() const {
+  std::ostringstream text;
+  text << operations << " operations, " << sat << " sat, " << unsat << " unsat, " << row_conflicts << " row conflicts, "
+       << push_conflicts << " push conflicts, " << interruptions << " interruptions, " << pivots << " pivots, "
+       << proofs << " proofs, " << implications << " implications, " << models << " models";
+  return text.str();
+}
+
+Tally Checker::tally() const {
+  Tally result = tally_;
+  result.pivots = static_cast<std::uint64_t>(solver_->num_pivots_);
+  return result;
+}
+
 Checker::Checker(const Config& config, Sabotage sabotage) : config_(config), sabotage_(sabotage), model_(config) {
   if (config.hooks) {
     auto hooked = std::make_unique<HookedSolver>(config.proofs, 0);
@@ -106,6 +163,7 @@ Checker::~Checker() = default;
 
 bool Checker::run(const Op& op) {
   if (!model_.legal(op) || (op.kind == OpKind::kModel && !last_was_sat())) return false;
+  ++tally_.operations;
   try {
     carry_out(op);
     check_state();
@@ -153,7 +211,7 @@ void Checker::carry_out(const Op& op) {
       model_.told_bounds[op.index].keep = true;
       return;
     case OpKind::kValues:
-      if (!cache_may_be_stale_ && model_.initialized) check_values(satisfied_);
+      if (!cache_may_be_stale_ && model_.initialized) check_values(satisfied_, false);
       return;
     case OpKind::kPropagation:
       solver_->propagation_level_ = model_.propagation = static_cast<int>(op.number);
@@ -177,11 +235,13 @@ void Checker::tell_equation(const Op& op) {
   model_.tell_equation(op);
   if (expected != Model::TellResult::kTold && expected != Model::TellResult::kContradictory) return;
   satisfied_ = false;
+  late_values_ = true;
   if (model_.initialized) cache_may_be_stale_ = false;
 }
 
 void Checker::tell_bound(const Op& op) {
   drain_implications();
+  late_values_ = true;
   const la::DNumber bound = to_library(op.bound);
   switch (op.bound_kind) {
     case kLower:
@@ -216,17 +276,19 @@ void Checker::push(int c) {
 void Checker::pop() {
   const int expected = model_.pop();
   const int result = solver_->pop_constraint();
-  require(result == expected, "pop", "popped " + std::to_string(result) + " instead of " + std::to_string(expected));
+  require(result == expected, "pop",
+          [&] { return "popped " + std::to_string(result) + " instead of " + std::to_string(expected); });
 }
 
-void Checker::check_conflict_pair() const {
+void Checker::check_conflict_pair() {
+  ++tally_.push_conflicts;
   const std::vector<int> expected = {model_.last_pair.first, model_.last_pair.second};
-  require_or(solver_->conflict_ == expected, "conflict",
-             [&] { return "push conflict " + to_str(solver_->conflict_) + " instead of " + to_str(expected); });
+  require(solver_->conflict_ == expected, "conflict",
+          [&] { return "push conflict " + to_str(solver_->conflict_) + " instead of " + to_str(expected); });
   if (!config_.proofs) return;
   ProofSummer summer(model_);
   const std::string offence = summer.check_conflict(solver_->conflict_proof_);
-  require(offence.empty(), "proof", "of a push conflict: " + offence);
+  require(offence.empty(), "proof", [&] { return "of a push conflict: " + offence; });
 }
 
 // ==== 03 CHECKS ====
@@ -254,6 +316,7 @@ void Checker::check(const Op& op) {
   cache_may_be_stale_ = false;
   fresh_ = false;
   if (!answered) {
+    ++tally_.interruptions;
     satisfied_ = false;
     model_.finish_check({});
     return;
@@ -261,12 +324,15 @@ void Checker::check(const Op& op) {
   if (sabotage_ == Sabotage::kVerdict) result = !*result;
   compare_verdict(op, *result);
   model_.finish_check(result);
+  ++(*result ? tally_.sat : tally_.unsat);
   if (hooked_ != nullptr) check_hooks(op, calls_before);
   satisfied_ = *result;
   fresh_ = *result && !op.partial;
+  if (!*result && late_values_) integrality_unknown_ = true;
+  late_values_ = false;
   check_saved();
   if (*result) {
-    check_values(true);
+    check_values(true, true);
   } else {
     check_conflict();
   }
@@ -289,15 +355,15 @@ void Checker::check_hooks(const Op& op, int calls_before) const {
 
 void Checker::check_conflict() {
   std::vector<int> conflict = solver_->conflict_;
+  if (conflict.size() > 2) ++tally_.row_conflicts;
   if (sabotage_ == Sabotage::kConflict && !conflict.empty()) conflict.pop_back();
   for (int c : conflict) {
-    require_or(model_.on_stack(c) && model_.told_bounds.count(c) != 0, "conflict",
-               [&] { return std::to_string(c) + " of " + to_str(conflict) + " is not asserted"; });
-    require_or(std::count(conflict.begin(), conflict.end(), c) == 1, "conflict",
-               [&] { return std::to_string(c) + " stands twice in " + to_str(conflict); });
+    require(model_.on_stack(c) && model_.told_bounds.count(c) != 0, "conflict",
+            [&] { return std::to_string(c) + " of " + to_str(conflict) + " is not asserted"; });
+    require(std::count(conflict.begin(), conflict.end(), c) == 1, "conflict",
+            [&] { return std::to_string(c) + " stands twice in " + to_str(conflict); });
   }
-  require_or(model_.contradictory(conflict), "conflict",
-             [&] { return to_str(conflict) + " is satisfiable by itself"; });
+  require(model_.contradictory(conflict), "conflict", [&] { return to_str(conflict) + " is satisfiable by itself"; });
   if (config_.proofs && !model_.contradictory_equations) check_conflict_proof();
 }
 
@@ -305,6 +371,7 @@ void Checker::check_conflict_proof() {
   Misreading misreading = Misreading::kNone;
   if (sabotage_ == Sabotage::kProofSide) misreading = Misreading::kFlippedSide;
   if (sabotage_ == Sabotage::kStrictness) misreading = Misreading::kLostStrictness;
+  ++tally_.proofs;
   proof::Proof* proof = solver_->get_conflict_proof();
   require(proof != nullptr, "proof", "missing");
   ProofSummer summer(model_, misreading);
@@ -312,12 +379,13 @@ void Checker::check_conflict_proof() {
   std::set<int> leaves = summer.leaves();
   if (const auto* split = dynamic_cast<const la::LaNeq*>(proof)) leaves.insert(split->id());
   proof::Proof::release(proof);
-  require(offence.empty(), "proof", offence);
+  require(offence.empty(), "proof", offence.c_str());
   const std::set<int> conflict(solver_->conflict_.begin(), solver_->conflict_.end());
   require(leaves == conflict, "proof", "rests on other constraints than the conflict names");
 }
 
-// An answered check has committed or restored every value that it or a push had changed.
+// An answered check has committed or restored every value that it or a push had changed. Entries of variables that
+// are set aside mean nothing.
 void Checker::check_saved() const {
   require(solver_->changed_vars_.empty(), "saved", "changed variables left over");
   require(solver_->rows_to_propagate_.size() == 0, "saved", "rows to propagate left over");
@@ -326,8 +394,8 @@ void Checker::check_saved() const {
   for (int var = 0; var < static_cast<int>(length); ++var) {
     const la::DNumber& current = solver.cur_beta_.get(var);
     const la::DNumber& saved = solver.saved_beta_.get(var);
-    if (current.is_same(saved)) continue;
-    require_or(from_library(current) == from_library(saved), "saved", [&] {
+    if (current.is_same(saved) || solver.tableau_.is_eliminated(var)) continue;
+    require(from_library(current) == from_library(saved), "saved", [&] {
       return "x" + std::to_string(var) + " is " + current.to_str() + " but was saved as " + saved.to_str();
     });
   }
@@ -339,6 +407,7 @@ void Checker::drain_implications() {
   int c = 0;
   std::vector<int> reason;
   while (solver_->next_implied(&c, &reason)) {
+    ++tally_.implications;
     check_implication(c, reason);
     if (config_.proofs) check_implication_proof(c);
   }
@@ -348,10 +417,10 @@ void Checker::drain_implications() {
 void Checker::check_implication(int c, std::vector<int> reason) {
   if (sabotage_ == Sabotage::kImplied && !reason.empty()) reason.pop_back();
   const auto found = model_.told_bounds.find(c);
-  require(found != model_.told_bounds.end(), "implied", std::to_string(c) + " is no told bound");
+  require(found != model_.told_bounds.end(), "implied", [&] { return std::to_string(c) + " is no told bound"; });
   std::vector<Limit> limits;
   for (int r : reason) {
-    require(model_.on_stack(r), "implied", "reason " + std::to_string(r) + " is not asserted");
+    require(model_.on_stack(r), "implied", [&] { return "reason " + std::to_string(r) + " is not asserted"; });
     const std::vector<Limit> more = model_.limits_of(r);
     limits.insert(limits.end(), more.begin(), more.end());
   }
@@ -363,18 +432,18 @@ void Checker::check_implication(int c, std::vector<int> reason) {
   for (const std::vector<Limit>& opposite : opposites) {
     std::vector<Limit> all = limits;
     all.insert(all.end(), opposite.begin(), opposite.end());
-    require_or(!feasible(model_.equations(), all), "implied",
-               [&] { return std::to_string(c) + " does not follow from " + to_str(reason); });
+    require(!feasible(model_.equations(), all), "implied",
+            [&] { return std::to_string(c) + " does not follow from " + to_str(reason); });
   }
 }
 
 void Checker::check_implication_proof(int c) {
   proof::Proof* proof = solver_->get_implication_proof(-1);
-  require(proof != nullptr, "implied", "no proof of " + std::to_string(c));
+  require(proof != nullptr, "implied", [&] { return "no proof of " + std::to_string(c); });
   ProofSummer summer(model_);
   const std::string offence = summer.check_implication(proof, c);
   proof::Proof::release(proof);
-  require(offence.empty(), "implied", "proof of " + std::to_string(c) + ": " + offence);
+  require(offence.empty(), "implied", [&] { return "proof of " + std::to_string(c) + ": " + offence; });
 }
 
 // ==== 05 VALUES ====
@@ -387,7 +456,7 @@ std::optional<Value> Checker::abstract_value(int var) {
   return result;
 }
 
-void Checker::check_values(bool bounds_too) {
+void Checker::check_values(bool bounds_too, bool after_check) {
   if (model_.contradictory_equations) return;
   std::vector<std::pair<int, Value>> values;
   for (int var : model_.variables()) {
@@ -396,16 +465,17 @@ void Checker::check_values(bool bounds_too) {
   check_equations(values);
   if (bounds_too) check_bounds(values);
   check_small_queries(values);
-  if (bounds_too) check_integrality(values);
+  if (after_check) check_integrality(values);
 }
 
 void Checker::check_equations(const std::vector<std::pair<int, Value>>& values) const {
   for (const auto& [c, told] : model_.told_equations) {
     if (told.state != Model::EquationState::kInForce) continue;
     for (const Term& term : told.form) {
-      require(find_value(values, term.var) != nullptr, "values", "x" + std::to_string(term.var) + " has none");
+      require(find_value(values, term.var) != nullptr, "values",
+              [&] { return "x" + std::to_string(term.var) + " has none"; });
     }
-    require_or(evaluate(told.form, values).sign() == 0, "values", [&, index = c] {
+    require(evaluate(told.form, values).sign() == 0, "values", [&, index = c] {
       return "equation " + std::to_string(index) + " is off by " + evaluate(told.form, values).to_str();
     });
   }
@@ -416,10 +486,10 @@ void Checker::check_bounds(const std::vector<std::pair<int, Value>>& values) con
     if (model_.told_bounds.count(c) == 0) continue;
     for (const Limit& limit : model_.limits_of(c)) {
       const Value* value = find_value(values, limit.var);
-      require(value != nullptr, "values", "bounded x" + std::to_string(limit.var) + " has none");
+      require(value != nullptr, "values", [&] { return "bounded x" + std::to_string(limit.var) + " has none"; });
       const int order = compare(*value, limit.value);
-      require_or(limit.upper ? order <= 0 : order >= 0, "values",
-                 [&] { return "bound " + std::to_string(c) + " is violated by " + value->to_str(); });
+      require(limit.upper ? order <= 0 : order >= 0, "values",
+              [&] { return "bound " + std::to_string(c) + " is violated by " + value->to_str(); });
     }
   }
 }
@@ -434,7 +504,7 @@ void Checker::check_small_queries(const std::vector<std::pair<int, Value>>& valu
     Rational expected = value.real.floor();
     if (value.real.is_integer() && value.delta.sign() < 0) expected -= 1;
     const bool spoiled = sabotage_ == Sabotage::kValue && entry.first == 1;
-    require(spoiled || from_library(floor) == expected, "values", "wrong floor of " + value.to_str());
+    require(spoiled || from_library(floor) == expected, "values", [&] { return "wrong floor of " + value.to_str(); });
     if (previous != nullptr && !spoiled && sabotage_ != Sabotage::kValue) {
       const bool equal = solver_->are_equal(previous->first, entry.first);
       require(equal == (previous->second == value), "values", "wrong equality of values");
@@ -447,7 +517,7 @@ void Checker::check_small_queries(const std::vector<std::pair<int, Value>>& valu
 void Checker::check_integrality(const std::vector<std::pair<int, Value>>& values) {
   require(were_integral_ || !solver_->values_integral_, "integral", "flag set again");
   were_integral_ = solver_->values_integral_;
-  if (!were_integral_) return;
+  if (!were_integral_ || integrality_unknown_) return;
   for (const auto& [var, value] : values) {
     if (solver_->tableau_.is_eliminated(var)) continue;  // has no saved value
     require(value.real.is_integer() && value.delta.sign() == 0, "integral", "flag set though a value is not");
@@ -473,7 +543,12 @@ void Checker::build_model(const Op& op) {
   solver_->termination_test_ = nullptr;
   cache_may_be_stale_ = interrupted;
   satisfied_ = !interrupted;
-  if (!interrupted) check_model(op);
+  if (interrupted) {
+    ++tally_.interruptions;
+  } else {
+    ++tally_.models;
+    check_model(op);
+  }
 }
 
 // Bounds hold with a positive number for the infinitesimal; strict ones must hold strictly.
@@ -484,7 +559,8 @@ void Checker::check_model(const Op& op) {
     if (!value) continue;
     abstract.emplace_back(var, *value);
     QNumber rational;
-    require(solver_->get_value(var, &rational), "model", "x" + std::to_string(var) + " has no value");
+    require(solver_->get_value(var, &rational), "model",
+            [&, v = var] { return "x" + std::to_string(v) + " has no value"; });
     values.emplace_back(var, from_library(rational));
     if (sabotage_ == Sabotage::kModel && values.size() == 1) values.back().second.real += 1;
   }
@@ -493,16 +569,18 @@ void Checker::check_model(const Op& op) {
     const auto told = model_.told_bounds.find(c);
     if (told == model_.told_bounds.end()) continue;
     const Value* value = find_value(values, told->second.var);
-    require(value != nullptr, "model", "bounded x" + std::to_string(told->second.var) + " has no value");
+    require(value != nullptr, "model",
+            [&] { return "bounded x" + std::to_string(told->second.var) + " has no value"; });
     if (told->second.kind == kDiseq) {
-      require(*value != told->second.bound, "model", "disequality " + std::to_string(c) + " is violated");
+      require(*value != told->second.bound, "model",
+              [&] { return "disequality " + std::to_string(c) + " is violated"; });
     }
     for (const Limit& limit : model_.limits_of(c)) {
       const int inward = limit.upper ? -1 : 1;
       if (limit.value.delta.sign() * inward < 0) continue;  // reaches beyond its real part: no strict bound
       const int order = compare(value->real, limit.value.real) * inward;
       require(order > 0 || (order == 0 && limit.value.delta.sign() == 0), "model",
-              "bound " + std::to_string(c) + " is violated by " + value->real.to_str());
+              [&] { return "bound " + std::to_string(c) + " is violated by " + value->real.to_str(); });
     }
   }
   check_model_equation(op, abstract, values);
@@ -530,14 +608,15 @@ void Checker::check_state() {
           solver_->in_conflict_ ? "in conflict" : "not in conflict");
   require(solver_->initialized_ == model_.initialized, "state", "initialised at another time");
   require(solver_->checked_ == model_.checked, "state", "checked_ is wrong");
-  require(solver_->num_pushed_ == model_.num_pushed, "state", "num_pushed_ is " + std::to_string(solver_->num_pushed_));
+  require(solver_->num_pushed_ == model_.num_pushed, "state",
+          [&] { return "num_pushed_ is " + std::to_string(solver_->num_pushed_); });
   require(solver_->diseqs_ == model_.diseqs, "state", "other disequalities asserted");
   require(solver_->propagation_level_ == model_.propagation, "state", "propagation level changed");
   check_stack();
   check_levels();
   check_told();
   const std::string offence = solver_->check_invariants();
-  require(offence.empty(), "invariant", offence);
+  require(offence.empty(), "invariant", offence.c_str());
 }
 
 void Checker::check_stack() const {
@@ -546,7 +625,7 @@ void Checker::check_stack() const {
   for (auto it = solver_->constraint_stack_begin(); it != solver_->constraint_stack_end(); ++it, ++position) {
     require(position < expected_height, "stack", "too high");
     const Model::Entry& entry = model_.stack[position];
-    require_or((*it).first == entry.index && (*it).second == entry.var, "stack", [&] {
+    require((*it).first == entry.index && (*it).second == entry.var, "stack", [&] {
       return "entry (" + std::to_string((*it).first) + ", " + std::to_string((*it).second) + ") instead of (" +
              std::to_string(entry.index) + ", " + std::to_string(entry.var) + ")";
     });
@@ -559,23 +638,29 @@ void Checker::check_levels() const {
   const la::Solver& solver = *solver_;
   for (const auto& [var, expected] : model_.levels) {
     const la::VariableBounds& levels = solver.var_bounds_.get(var);
-    const std::string name = "x" + std::to_string(var);
-    require(levels.size() == expected.size() + 1, "levels", name + ": " + levels.to_str());
+    const auto describe = [&, v = var] { return "x" + std::to_string(v) + ": " + levels.to_str(); };
+    require(levels.size() == expected.size() + 1, "levels", describe);
     for (std::size_t i = 0; i < expected.size(); ++i) {
       const la::BoundElement& level = levels[i + 1];
-      require(level.constraint_index == expected[i].index && level.is_upper == expected[i].is_upper &&
-                  same_bound(expected[i].lower, level.lower) && same_bound(expected[i].upper, level.upper),
-              "levels", name + ": " + levels.to_str());
+      require(level.constraint_index == expected[i].index && level.is_upper == expected[i].is_upper, "levels",
+              describe);
+      require(same_bound(expected[i].lower, level.lower) && same_bound(expected[i].upper, level.upper), "levels",
+              describe);
     }
-    if (expected.empty()) continue;
-    la::DNumber lower, upper;
-    solver.get_lower_bound(var, &lower);
-    solver.get_upper_bound(var, &upper);
-    std::optional<Value> expected_upper = expected.back().upper;
-    if (sabotage_ == Sabotage::kLevel && expected_upper) expected_upper->delta += 1;
-    require(same_bound(expected.back().lower, lower), "levels", name + ": lower " + to_str(expected.back().lower));
-    require(same_bound(expected_upper, upper), "levels", name + ": upper " + to_str(expected_upper));
+    if (!expected.empty()) check_bounds_in_force(var, expected.back());
   }
+}
+
+void Checker::check_bounds_in_force(int var, const Model::Level& expected) const {
+  la::DNumber lower, upper;
+  solver_->get_lower_bound(var, &lower);
+  solver_->get_upper_bound(var, &upper);
+  std::optional<Value> expected_upper = expected.upper;
+  if (sabotage_ == Sabotage::kLevel && expected_upper) expected_upper->delta += 1;
+  require(same_bound(expected.lower, lower), "levels",
+          [&] { return "x" + std::to_string(var) + ": lower " + to_str(expected.lower); });
+  require(same_bound(expected_upper, upper), "levels",
+          [&] { return "x" + std::to_string(var) + ": upper " + to_str(expected_upper); });
 }
 
 void Checker::check_told() const {
@@ -584,28 +669,30 @@ void Checker::check_told() const {
   for (const auto& [c, told] : model_.told_equations) {
     if (told.state != Model::EquationState::kInForce) continue;
     ++in_force;
-    require(solver.equations_.contains(c), "told", "equation " + std::to_string(c) + " is missing");
+    require(solver.equations_.contains(c), "told",
+            [index = c] { return "equation " + std::to_string(index) + " is missing"; });
   }
   require(solver.equations_.size() == in_force, "told", "too many equations");
   require(solver.constraints_.size() == model_.told_bounds.size(), "told", "other number of bounds");
-  for (const auto& [c, told] : model_.told_bounds) check_flags(c, told);
+  for (const auto& [c, told] : model_.told_bounds) check_record(c, told);
   for (const auto& [var, expected] : model_.told_on) {
     const std::vector<int>* actual = solver.var_constraints_.find(var);
-    require_or((actual != nullptr ? *actual : std::vector<int>()) == expected, "told",
-               [&, v = var] { return "list of bounds told on x" + std::to_string(v); });
+    require(actual != nullptr ? *actual == expected : expected.empty(), "told",
+            [v = var] { return "list of bounds told on x" + std::to_string(v); });
   }
 }
 
-void Checker::check_flags(int c, const Model::ToldBound& told) const {
-  const auto found = static_cast<const la::Solver&>(*solver_).constraints_.find(c);
-  const std::string name = "bound " + std::to_string(c);
-  require(found != solver_->constraints_.end(), "told", name + " is missing");
+void Checker::check_record(int c, const Model::ToldBound& told) const {
+  const la::Solver& solver = *solver_;
+  const auto found = solver.constraints_.find(c);
+  const auto describe = [c](const char* what) { return [c, what] { return std::to_string(c) + ": " + what; }; };
+  require(found != solver.constraints_.end(), "told", describe("missing"));
   const la::RangeConstraint& record = found->second;
-  require(record.var == told.var && record.kind() == told.kind, "told", name + " changed");
-  require(from_library(record.bound) == told.bound, "told", name + " has bound " + record.bound.to_str());
-  require(record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", name + ": unpushed is wrong");
-  require(record.has(la::RANGE_KEEP) == told.keep, "flags", name + ": keep is wrong");
-  require(!record.has(la::RANGE_EXCLUDED), "flags", name + ": excluded");
+  require(record.var == told.var && record.kind() == told.kind, "told", describe("changed"));
+  require(from_library(record.bound) == told.bound, "told", describe("other bound"));
+  require(record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", describe("unpushed"));
+  require(record.has(la::RANGE_KEEP) == told.keep, "flags", describe("keep"));
+  require(!record.has(la::RANGE_EXCLUDED), "flags", describe("excluded"));
 }
 
 Verdict replay(const Trace& trace, Sabotage sabotage) {

@@ -41,7 +41,26 @@ enum class Sabotage {
   kImplied,     // reasons of implications lose their last member
   kModel,       // the model's value of the first variable is off by one
 };
+// The category of the failure by which it must be noticed.
+const char* category_of(Sabotage sabotage);
 constexpr int kLastSabotage = static_cast<int>(Sabotage::kModel);
+
+// How much a run has exercised.
+struct Tally {
+  std::uint64_t operations = 0;
+  std::uint64_t sat = 0;  // answers of checks
+  std::uint64_t unsat = 0;
+  std::uint64_t row_conflicts = 0;  // conflicts that a search found in a row with other variables
+  std::uint64_t push_conflicts = 0;
+  std::uint64_t interruptions = 0;
+  std::uint64_t pivots = 0;
+  std::uint64_t proofs = 0;
+  std::uint64_t implications = 0;
+  std::uint64_t models = 0;
+
+  void add(const Tally& other);
+  std::string to_str() const;
+};
 
 class HookedSolver;
 
@@ -55,6 +74,7 @@ class Checker {
   bool run(const Op& op);
 
   const Model& model() const { return model_; }
+  Tally tally() const;
   bool last_was_sat() const { return satisfied_ && fresh_; }  // a model may be asked for
 
  private:
@@ -70,7 +90,7 @@ class Checker {
   void compare_verdict(const Op& op, bool result);
   void check_hooks(const Op& op, int calls_before) const;
   void check_conflict();
-  void check_conflict_pair() const;
+  void check_conflict_pair();
   void check_conflict_proof();
   void check_saved() const;
   void drain_implications();
@@ -78,7 +98,7 @@ class Checker {
   void check_implication_proof(int c);
 
   std::optional<Value> abstract_value(int var);
-  void check_values(bool bounds_too);
+  void check_values(bool bounds_too, bool after_check);
   void check_equations(const std::vector<std::pair<int, Value>>& values) const;
   void check_bounds(const std::vector<std::pair<int, Value>>& values) const;
   void check_small_queries(const std::vector<std::pair<int, Value>>& values);
@@ -90,18 +110,23 @@ class Checker {
   void check_stack() const;
   void check_levels() const;
   void check_told() const;
-  void check_flags(int c, const Model::ToldBound& told) const;
+  void check_bounds_in_force(int var, const Model::Level& expected) const;
+  void check_record(int c, const Model::ToldBound& told) const;
   void check_integrality(const std::vector<std::pair<int, Value>>& values);
 
   Config config_;
   Sabotage sabotage_;
   Model model_;
   std::unique_ptr<la::Solver> solver_;
-  HookedSolver* hooked_ = nullptr;   // the solver, when it is one with hooks
+  HookedSolver* hooked_ = nullptr;  // the solver, when it is one with hooks
+  Tally tally_;
   bool cache_may_be_stale_ = false;  // bounds were pushed since abstract values were last forgotten
   bool satisfied_ = false;           // the last check answered true and no bound was pushed since
   bool fresh_ = false;               // and it was a whole check, and nothing happened since
   bool were_integral_ = true;
+  // Values given to late definitions are saved without a check; a failed check then passes over them.
+  bool late_values_ = false;
+  bool integrality_unknown_ = false;
 };
 
 // Runs the whole trace; gives the failure and the number of the operation (from 0) at which it showed.

@@ -21,7 +21,7 @@ Generator::Generator(std::uint64_t seed, const Features& features) : random_(see
   choose_config();
   choose_names();
   length_ = random_.chance(10) ? random_.between(60, 140) : random_.between(8, 50);
-  setup_left_ = random_.between(0, 10);
+  plan_setup();
   huge_percent_ = random_.chance(4) ? 25 : 0;
   strict_percent_ = random_.pick<int>({0, 10, 40});
   constant_percent_ = random_.chance(3) ? 20 : 0;
@@ -38,18 +38,40 @@ void Generator::choose_config() {
 
 // Mostly small dense ids; sometimes gaps, seldom wide ones.
 void Generator::choose_names() {
-  const int count = random_.between(2, 8);
+  const int count = random_.between(3, 8);
   const int widest = random_.chance(90) ? 1 : random_.pick<int>({3, 20, 20, 300});
   int id = 0;
   for (int i = 0; i < count; ++i) vars_.push_back(id += random_.between(1, widest));
-  const int bounds = random_.between(3, 12);
+  const int bounds = random_.between(4, 12);
   const int stride = random_.chance(90) ? 1 : 1000;
   for (int i = 0; i < bounds; ++i) bound_indices_.push_back(stride * i + (random_.chance(95) ? 1 : 0));
-  const int equations = random_.between(0, 5);
+  const int equations = random_.chance(8) ? 0 : random_.between(1, std::min(5, count));
   for (int i = 0; i < equations; ++i) equation_indices_.push_back(stride * 12 + 20 + i);
 }
 
+// Most sequences tell nearly everything before they begin to assert; some tell as they go.
+void Generator::plan_setup() {
+  const int percent = random_.pick<int>({0, 50, 90, 90, 100});
+  for (int c : equation_indices_) {
+    if (random_.chance(percent)) setup_.push_back(c);
+  }
+  const bool equations_first = random_.chance(70);
+  for (int c : bound_indices_) {
+    if (!random_.chance(percent)) continue;
+    const int last = static_cast<int>(setup_.size());
+    setup_.insert(setup_.begin() + (equations_first ? last : random_.between(0, last)), c);
+  }
+  std::reverse(setup_.begin(), setup_.end());
+}
+
 Op Generator::next(const Model& model, bool sat) {
+  while (!setup_.empty()) {
+    const int c = setup_.back();
+    setup_.pop_back();
+    const bool equation = std::count(equation_indices_.begin(), equation_indices_.end(), c) != 0;
+    const Op op = equation ? make_equation(model, c) : make_tell(model, c);
+    if (model.legal(op)) return op;
+  }
   for (int attempt = 0; attempt < 20; ++attempt) {
     const Op op = make(choose_kind(model, sat), model);
     if (model.legal(op)) return op;
@@ -58,10 +80,6 @@ Op Generator::next(const Model& model, bool sat) {
 }
 
 OpKind Generator::choose_kind(const Model& model, bool sat) {
-  if (setup_left_ > 0) {
-    --setup_left_;
-    return !equation_indices_.empty() && random_.chance(35) ? OpKind::kEquation : OpKind::kTell;
-  }
   if (pops_left_ > 0) {
     --pops_left_;
     if (!model.stack.empty()) return OpKind::kPop;
@@ -69,14 +87,14 @@ OpKind Generator::choose_kind(const Model& model, bool sat) {
   if (features_.model && sat && random_.chance(30)) return OpKind::kModel;
   const bool stuck = model.in_conflict;
   const Weighted choices[] = {
-      {OpKind::kPush, stuck ? 12 : 36},
-      {OpKind::kPop, stuck ? 50 : 14},
+      {OpKind::kPush, stuck ? 12 : 50},
+      {OpKind::kPop, stuck ? 50 : 12},
       {OpKind::kCheck, stuck ? 10 : 24},
-      {OpKind::kTell, 9},
-      {OpKind::kEquation, equation_indices_.empty() ? 0 : 6},
-      {OpKind::kAddEquation, 2},
-      {OpKind::kRetract, 4},
-      {OpKind::kRetractEquation, 3},
+      {OpKind::kTell, 6},
+      {OpKind::kEquation, equation_indices_.empty() ? 0 : 3},
+      {OpKind::kAddEquation, 1},
+      {OpKind::kRetract, 2},
+      {OpKind::kRetractEquation, 2},
       {OpKind::kPivotLimit, 1},
       {OpKind::kKeep, 1},
       {OpKind::kValues, 3},
@@ -96,9 +114,9 @@ Op Generator::make(OpKind kind, const Model& model) {
   op.kind = kind;
   switch (kind) {
     case OpKind::kEquation:
-      return make_equation(model);
+      return make_equation(model, random_.pick(equation_indices_));
     case OpKind::kTell:
-      return make_tell(model);
+      return make_tell(model, random_.pick(bound_indices_));
     case OpKind::kCheck:
       return make_check();
     case OpKind::kModel:
@@ -119,12 +137,21 @@ Op Generator::make(OpKind kind, const Model& model) {
     case OpKind::kPush:
     case OpKind::kRetract:
     case OpKind::kKeep:
-      op.index = random_.pick(bound_indices_);
+      op.index = pick_told(model);
       return op;
     case OpKind::kValues:
       return op;
   }
   return op;
+}
+
+// A told bound, asserted ones only when there is no other.
+int Generator::pick_told(const Model& model) {
+  std::vector<int> free;
+  for (const auto& [c, told] : model.told_bounds) {
+    if (!model.on_stack(c)) free.push_back(c);
+  }
+  return random_.pick(free.empty() ? bound_indices_ : free);
 }
 
 // ==== 02 NUMBERS ====
@@ -188,12 +215,14 @@ void Generator::make_dependent(const Model& model, Op* op) {
   }
 }
 
-Op Generator::make_equation(const Model& model) {
+Op Generator::make_equation(const Model& model, int c) {
   Op op;
   op.kind = OpKind::kEquation;
-  op.index = random_.pick(equation_indices_);
+  op.index = c;
   op.terms = random_form(4);
-  op.var = pick_var();
+  // Mostly the defined variables are the last ones, each defined once.
+  const auto place = std::find(equation_indices_.rbegin(), equation_indices_.rend(), c) - equation_indices_.rbegin();
+  op.var = random_.chance(75) ? vars_[vars_.size() - 1 - static_cast<std::size_t>(place)] : pick_var();
   if (random_.chance(12)) make_dependent(model, &op);
   const bool own = coefficient(op.terms, op.var).sign() != 0;
   if (own && random_.chance(80)) {  // an own term is the exception
@@ -214,10 +243,10 @@ Op Generator::make_equation(const Model& model) {
 
 // ==== 04 BOUNDS, CHECKS, MODELS ====
 
-Op Generator::make_tell(const Model& model) {
+Op Generator::make_tell(const Model& model, int c) {
   Op op;
   op.kind = OpKind::kTell;
-  op.index = random_.pick(bound_indices_);
+  op.index = c;
   const auto told = model.told_bounds.find(op.index);
   op.var = told != model.told_bounds.end() && random_.chance(85) ? told->second.var : pick_var();
   const int kind = random_.below(features_.diseq ? 115 : 90);

@@ -52,11 +52,13 @@ class Generator {
 
   void choose_config();
   void choose_names();
+  void plan_setup();
   OpKind choose_kind(const Model& model, bool sat);
   Op make(OpKind kind, const Model& model);
-  Op make_equation(const Model& model);
+  Op make_equation(const Model& model, int c);
   void make_dependent(const Model& model, Op* op);
-  Op make_tell(const Model& model);
+  Op make_tell(const Model& model, int c);
+  int pick_told(const Model& model);
   Op make_check();
   Op make_model_request();
   Form random_form(int most_terms);
@@ -72,9 +74,9 @@ class Generator {
   std::vector<int> vars_;
   std::vector<int> bound_indices_;
   std::vector<int> equation_indices_;
+  std::vector<int> setup_;          // indices to tell before anything else, the next one last
   std::map<int, Rational> hidden_;  // a point that most equations hold at; bounds are drawn around it
   int length_ = 0;
-  int setup_left_ = 0;  // operations that only tell
   int huge_percent_ = 0;
   int strict_percent_ = 0;
   int constant_percent_ = 0;

@@ -1,0 +1,44 @@
+# The random tester of the solver, its self-tests and its recorded traces.
+set(TESTER_DIR ${CMAKE_CURRENT_LIST_DIR})
+
+# The oracle stands alone: the unit tests judge it without the library.
+add_library(tester_oracle STATIC ${TESTER_DIR}/rational.cpp ${TESTER_DIR}/oracle.cpp)
+target_link_libraries(tester_oracle PUBLIC GMP::GMP)
+target_include_directories(tester_oracle PUBLIC ${PROJECT_SOURCE_DIR})
+tarku_warnings(tester_oracle)
+if(TARGET unit_tests)
+  target_link_libraries(unit_tests PRIVATE tester_oracle)
+endif()
+
+add_executable(random_tester
+  ${TESTER_DIR}/random_tester.cpp
+  ${TESTER_DIR}/bridge.cpp
+  ${TESTER_DIR}/checker.cpp
+  ${TESTER_DIR}/generator.cpp
+  ${TESTER_DIR}/isolation.cpp
+  ${TESTER_DIR}/model.cpp
+  ${TESTER_DIR}/proof_sum.cpp
+  ${TESTER_DIR}/shrinker.cpp
+  ${TESTER_DIR}/trace.cpp)
+target_link_libraries(random_tester PRIVATE tester_oracle tarku)
+tarku_warnings(random_tester)
+
+# Seeds are fixed, so that a failure in CI can be repeated; the tester prints them.
+add_test(NAME random_tester_core COMMAND random_tester --count 20000)
+add_test(NAME random_tester_million COMMAND random_tester --seed 100000 --count 1000000)
+set_tests_properties(random_tester_core PROPERTIES LABELS fast TIMEOUT 600)
+set_tests_properties(random_tester_million PROPERTIES LABELS slow TIMEOUT 7200)
+
+# Each way of spoiling what is observed must be noticed.
+foreach(mode RANGE 1 9)
+  add_test(NAME random_tester_sabotage_${mode}
+    COMMAND random_tester --count 5000 --sabotage ${mode})
+  set_tests_properties(random_tester_sabotage_${mode} PROPERTIES LABELS fast)
+endforeach()
+
+# Traces of what once went wrong, or nearly did.
+file(GLOB TESTER_TRACES CONFIGURE_DEPENDS ${TESTER_DIR}/traces/*.trace)
+if(TESTER_TRACES)
+  add_test(NAME random_tester_traces COMMAND random_tester --replay ${TESTER_TRACES})
+  set_tests_properties(random_tester_traces PROPERTIES LABELS fast)
+endif()

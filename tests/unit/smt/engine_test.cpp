@@ -1,0 +1,601 @@
+// The engine: verdicts, models and cores through assert, push, pop and check in many orders.
+#include "tarku/smt/engine.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tarku/la/lasolver.h"
+#include "tarku/termination_test.h"
+#include "tests/unit/smt/term_text.h"
+
+namespace tarku::smt {
+namespace {
+
+std::string name_of(Answer a) {
+  return a == Answer::sat ? "sat" : a == Answer::unsat ? "unsat" : "unknown";
+}
+
+class EngineTest : public testing::Test {
+ protected:
+  TermManager terms;
+  test::TermText text{terms};
+  Engine engine{terms};
+  std::vector<Term> asserted;  // by index
+  bool disequalities = false;
+
+  int add(std::string_view t) { return add(text(t)); }
+  int add(Term t) {
+    asserted.push_back(t);
+    const int index = engine.assert_term(t);
+    EXPECT_EQ(static_cast<std::size_t>(index) + 1, asserted.size());
+    return index;
+  }
+
+  std::string check() {
+    const Answer answer = engine.check();
+    EXPECT_EQ(engine.solver().check_invariants(), "");
+    if (answer == Answer::unsat) check_core();
+    return name_of(answer);
+  }
+
+  // The core must be unsatisfiable by itself.
+  void check_core() {
+    const std::vector<int> core = engine.unsat_core();
+    ASSERT_FALSE(core.empty());
+    ASSERT_TRUE(std::is_sorted(core.begin(), core.end()));
+    Engine fresh(terms);
+    fresh.set_disequalities_supported(disequalities);
+    for (const int i : core) fresh.assert_term(asserted.at(static_cast<std::size_t>(i)));
+    EXPECT_EQ(fresh.check(), Answer::unsat);
+  }
+
+  std::string value(std::string_view t) { return engine.real_value(text(t)).to_str(); }
+  bool holds(std::string_view t) { return engine.bool_value(text(t)); }
+
+  template <class Call>
+  std::string error(Call call) {
+    try {
+      call();
+    } catch (const Exception& e) {
+      return e.what();
+    }
+    return "";
+  }
+};
+
+// ---- verdicts and values ----
+
+TEST_F(EngineTest, NothingAssertedIsSat) {
+  EXPECT_EQ(check(), "sat");
+  EXPECT_EQ(value("x"), "0");
+  EXPECT_FALSE(holds("p"));
+  EXPECT_EQ(value("(ite (or p (= x 0)) (+ x 3) 4)"), "3");
+}
+
+TEST_F(EngineTest, AssertionsAfterAnEmptyCheckCount) {
+  EXPECT_EQ(check(), "sat");
+  add("(< (+ x y) 1)");
+  add("(> x 0.5)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and (< (+ x y) 1) (> x 0.5))"));
+  add("(>= y 0.5)");
+  EXPECT_EQ(check(), "unsat");
+}
+
+TEST_F(EngineTest, BoundsOfOneVariable) {
+  add("(>= x 1)");
+  add("(<= (* 2 x) 3)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(<= 1 x 3/2)"));
+  add("(> x 3/2)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{1, 2}));
+}
+
+TEST_F(EngineTest, StrictBoundsMeetOrExclude) {
+  add("(< x y)");
+  add("(< y z)");
+  add("(<= z x)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1, 2}));
+}
+
+TEST_F(EngineTest, ModelsKeepStrictBoundsHoweverNarrow) {
+  add("(< 0 x 1/1000000007 )");
+  add("(< x y (* 2 x))");
+  add("(> (+ x y) (* 2.9 x))");
+  add("(< (+ x y) (* 2.900000000001 x))");
+  EXPECT_EQ(check(), "sat");
+  for (const Term t : asserted) EXPECT_TRUE(engine.bool_value(t));
+}
+
+TEST_F(EngineTest, ChainsAndEqualities) {
+  add("(= x (+ y 1) (* 2 z))");
+  add("(<= 3 x y2 5)");
+  EXPECT_EQ(check(), "sat");
+  for (const Term t : asserted) EXPECT_TRUE(engine.bool_value(t));
+  add("(< z 1.5)");
+  EXPECT_EQ(check(), "unsat");
+}
+
+TEST_F(EngineTest, ConstantAtoms) {
+  add("(< (- x x) 1)");
+  add("(= (+ x y) (+ y x))");
+  EXPECT_EQ(check(), "sat");
+  const int wrong = add("(< (+ x 1) x)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), std::vector<int>{wrong});
+}
+
+TEST_F(EngineTest, BooleanLiterals) {
+  add("(and p (not q))");
+  add("(= r false)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and p (not q) (not r))"));
+  add("(< x 1)");
+  add("(xor q true false)");
+  add("(or r false)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{1, 4}));
+}
+
+TEST_F(EngineTest, AContradictionWithinOneAssertion) {
+  add("(< x 1)");
+  const int wrong = add("(and p (< y 1) (not p))");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), std::vector<int>{wrong});
+}
+
+TEST_F(EngineTest, FalseIsItsOwnCore) {
+  add("(> x 0)");
+  const int wrong = add("false");
+  add("(< x 0)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), std::vector<int>{wrong});
+}
+
+TEST_F(EngineTest, CoresLeaveOutWhatIsNotNeeded) {
+  for (const char* t : {"(<= a 1)", "(<= (+ x y) 2)", "(>= b a)", "(>= x 1)", "(<= c (+ a b))", "(> y 1)"}) add(t);
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{1, 3, 5}));
+}
+
+TEST_F(EngineTest, ASharedConstraintIsExplainedByItsFirstAssertion) {
+  add("(<= (+ x y) 2)");
+  add("(>= 4 (+ (* 2 x) (* 2 y)))");
+  add("(>= x 2)");
+  add("(>= y 1)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 2, 3}));
+}
+
+// ---- levels ----
+
+TEST_F(EngineTest, PopRestoresTheAnswer) {
+  add("(>= (+ x y) 2)");
+  EXPECT_EQ(check(), "sat");
+  engine.push();
+  add("(< x 1)");
+  EXPECT_EQ(check(), "sat");
+  engine.push();
+  add("(< y 1)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(check(), "unsat");
+  engine.pop();
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and (>= (+ x y) 2) (< x 1))"));
+  engine.pop();
+  EXPECT_EQ(engine.num_levels(), 0);
+  add("(< y 1)");
+  EXPECT_EQ(check(), "sat");
+}
+
+TEST_F(EngineTest, PopBackPastAFailedPush) {
+  add("(>= x 3)");
+  engine.push();
+  add("(<= y 7)");
+  add("(<= x 2)");  // contradicts at once
+  add("(>= y 8)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 2}));
+  engine.push();
+  add("(= z 1)");
+  EXPECT_EQ(check(), "unsat");
+  engine.pop();
+  EXPECT_EQ(check(), "unsat");
+  engine.pop();
+  EXPECT_EQ(check(), "sat");
+  add("(>= y 8)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and (>= x 3) (>= y 8))"));
+  add("(< x 3)");
+  EXPECT_EQ(check(), "unsat");
+}
+
+TEST_F(EngineTest, AnOldConflictOutlivesThePopOfNewerAssertions) {
+  add("(>= x 3)");
+  add("(<= (+ x y) 2)");
+  add("(>= y 0)");
+  engine.push();
+  add("(>= z 3)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1, 2}));
+  engine.pop();
+  add("(>= z 4)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1, 2}));
+}
+
+TEST_F(EngineTest, NewFormsAfterAConflict) {
+  engine.push();
+  add("(>= x 3)");
+  add("(<= x 2)");
+  EXPECT_EQ(check(), "unsat");
+  add("(<= (+ x y z) 2)");  // not told while the conflict lasts
+  EXPECT_EQ(check(), "unsat");
+  engine.pop();
+  add("(<= (+ x y z) 2)");
+  add("(>= x 1)");
+  add("(>= y 1)");
+  EXPECT_EQ(check(), "sat");
+  add("(> z 0)");
+  EXPECT_EQ(check(), "unsat");
+}
+
+TEST_F(EngineTest, AnAtomAssertedAtTwoLevelsStaysWithTheOlder) {
+  add("(<= (+ x y) 1)");
+  engine.push();
+  add("(<= (+ x y) 1)");
+  add("(>= x 1)");
+  EXPECT_EQ(check(), "sat");
+  engine.pop();
+  add("(> x 0)");
+  add("(> y 1)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 3, 4}));
+}
+
+TEST_F(EngineTest, PopOfWhatWasNeverChecked) {
+  engine.push();
+  add("(<= (+ x y) 1)");
+  add("p");
+  engine.pop();
+  add("(not p)");
+  add("(> (+ x y) 1)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and (not p) (> (+ x y) 1))"));
+}
+
+TEST_F(EngineTest, BooleanConflictsGoWithTheirLevel) {
+  add("p");
+  engine.push();
+  add("(not p)");
+  add("(< x 0)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1}));
+  engine.pop();
+  engine.push();
+  add("(> x 0)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(holds("(and p (> x 0))"));
+  engine.pop();
+  EXPECT_EQ(check(), "sat");
+}
+
+// ---- what is not supported ----
+
+TEST_F(EngineTest, UnsupportedStructureMakesSatUnknown) {
+  add("(> x 0)");
+  std::optional<Unsupported> missing;
+  engine.push();
+  asserted.push_back(text("(and (< y 0) (or p q))"));
+  EXPECT_EQ(engine.assert_term(asserted.back(), &missing), 1);
+  ASSERT_TRUE(missing.has_value());
+  EXPECT_EQ(missing->term, text("(or p q)"));
+  EXPECT_EQ(missing->what, "'or' is not supported so far");
+  EXPECT_EQ(check(), "unknown");
+  EXPECT_EQ(engine.reason_unknown(), "'or' is not supported so far");
+  add("(> y x)");
+  EXPECT_EQ(check(), "unsat");
+  EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1, 2}));
+  engine.pop();
+  EXPECT_EQ(check(), "sat");
+  engine.assert_term(text("(> x 1)"), &missing);
+  EXPECT_FALSE(missing.has_value());
+}
+
+TEST_F(EngineTest, DisequalitiesAndConditionalsAreUnsupported) {
+  std::optional<Unsupported> missing;
+  engine.assert_term(text("(and p (not (= x y)))"), &missing);
+  ASSERT_TRUE(missing.has_value());
+  EXPECT_EQ(missing->what, "a negated '=' is not supported so far");
+  EXPECT_EQ(missing->term, text("(= x y)"));
+  engine.assert_term(text("(distinct x y z)"), &missing);
+  EXPECT_EQ(missing->what, "'distinct' is not supported so far");
+  engine.assert_term(text("(< (+ x (ite p 1 2)) 3)"), &missing);
+  EXPECT_EQ(missing->what, "'ite' is not supported so far");
+  EXPECT_EQ(missing->term, text("(ite p 1 2)"));
+  engine.assert_term(text("(distinct x (+ x 1))"), &missing);
+  EXPECT_FALSE(missing.has_value());
+  EXPECT_EQ(name_of(engine.check()), "unknown");
+}
+
+TEST_F(EngineTest, DisequalitiesOnRequest) {
+  disequalities = true;
+  engine.set_disequalities_supported(true);
+  add("(<= 0 x 1)");
+  add("(distinct x 0)");
+  add("(not (= x y))");
+  add("(<= 0 y 0)");
+  EXPECT_EQ(check(), "sat");
+  for (const Term t : asserted) EXPECT_TRUE(engine.bool_value(t));
+  engine.push();
+  add("(<= x 0)");
+  EXPECT_EQ(check(), "unsat");
+  engine.pop();
+  EXPECT_EQ(check(), "sat");
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_TRUE(engine.bool_value(asserted[i]));
+}
+
+// ---- misuse and limits ----
+
+TEST_F(EngineTest, MisuseNamesTheCall) {
+  EXPECT_EQ(error([&] { engine.pop(); }), "pop: no level is left");
+  EXPECT_EQ(error([&] { engine.assert_term(text("x")); }), "assert_term: the term is of sort Real");
+  EXPECT_EQ(error([&] { engine.real_value(text("x")); }), "real_value: the last answer is not sat");
+  EXPECT_EQ(error([&] { engine.bool_value(text("p")); }), "bool_value: the last answer is not sat");
+  EXPECT_EQ(error([&] { engine.unsat_core(); }), "unsat_core: the last answer is not unsat");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_EQ(error([&] { engine.real_value(text("p")); }), "real_value: the term is of sort Bool");
+  EXPECT_EQ(error([&] { engine.bool_value(text("x")); }), "bool_value: the term is of sort Real");
+  EXPECT_EQ(error([&] { engine.unsat_core(); }), "unsat_core: the last answer is not unsat");
+  engine.push();
+  EXPECT_EQ(error([&] { engine.real_value(text("x")); }), "real_value: the last answer is not sat");
+}
+
+class StopAfter : public TerminationTest {
+ public:
+  explicit StopAfter(int polls) : polls_(polls) {}
+  void operator()() const override {
+    if (polls_-- > 0) return;
+    Interrupted stop;
+    stop << "time limit";
+    throw stop;
+  }
+
+ private:
+  mutable int polls_;
+};
+
+TEST_F(EngineTest, AnInterruptedCheckIsUnknownAndCanBeRepeated) {
+  // From every possible stop on, the answers that follow are those of an undisturbed engine.
+  for (int polls = 0; polls < 12; ++polls) {
+    SCOPED_TRACE("stop after " + std::to_string(polls));
+    Engine e(terms);
+    StopAfter stop(polls);
+    for (const char* t : {"(<= (+ x y) 4)", "(>= (- x y) 2)", "(>= (+ x (* 3 y)) 5)"}) e.assert_term(text(t));
+    e.set_termination_test(&stop);
+    Answer answer = e.check();
+    if (answer == Answer::unknown) {
+      EXPECT_EQ(e.reason_unknown(), "time limit");
+    } else {
+      EXPECT_EQ(name_of(answer), "sat");
+    }
+    e.push();
+    e.assert_term(text("(< x 2.75)"));
+    e.set_termination_test(nullptr);
+    EXPECT_EQ(name_of(e.check()), "unsat");
+    e.pop();
+    EXPECT_EQ(name_of(e.check()), "sat");
+    EXPECT_TRUE(e.bool_value(text("(and (<= (+ x y) 4) (>= (- x y) 2) (>= (+ x (* 3 y)) 5))")));
+  }
+}
+
+TEST_F(EngineTest, FiguresAreReported) {
+  add("(<= (+ x y) 4)");
+  add("(<= x 4)");
+  check();
+  std::vector<std::pair<std::string, std::string>> stats;
+  engine.get_stats(stats);
+  const auto figure = [&](const std::string& name) {
+    for (const auto& [n, f] : stats) {
+      if (n == name) return f;
+    }
+    return std::string("absent");
+  };
+  EXPECT_EQ(figure("assertions"), "2");
+  EXPECT_EQ(figure("variables"), "2");
+  EXPECT_EQ(figure("rows"), "1");
+  EXPECT_EQ(figure("bounds"), "2");
+  EXPECT_EQ(figure("checks"), "1");
+}
+
+// ---- size ----
+
+TEST_F(EngineTest, AMillionNestedNegationsAndAdditions) {
+  Term sum = text("x");
+  for (int i = 0; i < 1000000; ++i) sum = terms.mk(Op::add, text("1"), sum);
+  Term formula = terms.mk(Op::less, sum, text("y"));
+  for (int i = 0; i < 1000001; ++i) formula = terms.mk(Op::not_op, formula);
+  engine.assert_term(formula);
+  engine.assert_term(text("(<= x 1/3)"));
+  EXPECT_EQ(engine.check(), Answer::sat);
+  EXPECT_TRUE(engine.bool_value(formula));
+  engine.assert_term(text("(> y 1000000.34)"));
+  EXPECT_EQ(engine.check(), Answer::unsat);
+}
+
+TEST_F(EngineTest, ALongConjunction) {
+  std::vector<Term> atoms;
+  for (int i = 0; i < 50000; ++i) {
+    const Term symbol = terms.mk_symbol("v", Sort::real);
+    atoms.push_back(terms.mk(Op::less, terms.mk_real(i), symbol));
+    atoms.push_back(terms.mk(Op::less, symbol, terms.mk_real(i + 1)));
+  }
+  const Term all = terms.mk(Op::and_op, atoms);
+  engine.assert_term(all);
+  EXPECT_EQ(engine.check(), Answer::sat);
+  EXPECT_TRUE(engine.bool_value(all));
+}
+
+// ---- random problems whose answer is known by construction ----
+
+class RandomProblems : public EngineTest {
+ protected:
+  std::mt19937 random;
+  std::vector<Term> symbols;
+
+  int pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); }
+
+  void start(unsigned seed, int num_symbols) {
+    random.seed(seed);
+    symbols.clear();
+    for (int i = 0; i < num_symbols; ++i) symbols.push_back(terms.mk_symbol("v" + std::to_string(i), Sort::real));
+  }
+
+  QNumber number() {
+    static const QNumber nasty[] = {QNumber(0),
+                                    QNumber(1),
+                                    QNumber(-1),
+                                    QNumber(2),
+                                    QNumber(-2),
+                                    QNumber(1L, 3L),
+                                    QNumber(10559L, 100000L),
+                                    QNumber(-7L, 2L),
+                                    QNumber(1L << 62) * QNumber(1L << 62)};
+    return nasty[pick(0, 19) == 0 ? 8 : pick(0, 7)];
+  }
+
+  Term times(const QNumber& c, Term t) { return terms.mk(Op::multiply, terms.mk_real(c), t); }
+
+  // A sum of a few symbols in a random shape.
+  Term sum() {
+    std::vector<Term> parts = {terms.mk_real(number())};
+    for (int i = pick(1, 4); i > 0; --i) {
+      parts.push_back(
+          times(number(), symbols[static_cast<std::size_t>(pick(0, static_cast<int>(symbols.size()) - 1))]));
+    }
+    std::shuffle(parts.begin(), parts.end(), random);
+    const Term t = terms.mk(pick(0, 1) == 0 ? Op::add : Op::subtract, parts);
+    return pick(0, 3) == 0 ? terms.mk(Op::divide, t, terms.mk_real(QNumber(-3))) : t;
+  }
+
+  // An atom over `left` that holds when `left` has this value; now and then in a negated shape.
+  Term true_atom(Term left, const QNumber& value) {
+    const QNumber slack = number().abs();
+    const Term above = terms.mk_real(value + slack), below = terms.mk_real(value - slack);
+    switch (pick(0, 6)) {
+      case 0:
+        return terms.mk(Op::less_equal, left, above);
+      case 1:
+        return terms.mk(Op::less, left, terms.mk_real(value + slack + QNumber(1L, 1000L)));
+      case 2:
+        return terms.mk(Op::greater_equal, left, below);
+      case 3:
+        return terms.mk(Op::not_op, terms.mk(Op::less_equal, left, terms.mk_real(value - slack - QNumber(1))));
+      case 4:
+        return terms.mk(Op::equal, terms.mk_real(value), left);
+      case 5:
+        return terms.mk(Op::not_op, terms.mk(Op::greater, left, above));
+      default:
+        return terms.mk(Op::less_equal, below, left, above);
+    }
+  }
+};
+
+TEST_F(RandomProblems, PlantedSolutionsAreFoundInEveryOrder) {
+  for (unsigned seed = 1; seed <= 150; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    start(seed, pick(2, 6));
+    std::map<std::uint32_t, QNumber> point;
+    for (const Term s : symbols) point[s.id()] = number();
+    Evaluator planted(
+        terms, [&](Term s) { return point.at(s.id()); }, [](Term) { return false; });
+    Engine e(terms);
+    std::vector<std::vector<Term>> levels(1);
+    for (int step = 0; step < 40; ++step) {
+      const int what = pick(0, 9);
+      if (what == 0) {
+        e.push();
+        levels.emplace_back();
+      } else if (what == 1 && levels.size() > 1) {
+        e.pop();
+        levels.pop_back();
+      } else if (what <= 3) {
+        ASSERT_EQ(e.check(), Answer::sat);
+        ASSERT_EQ(e.solver().check_invariants(), "");
+        for (const auto& level : levels) {
+          for (const Term t : level) ASSERT_TRUE(e.bool_value(t));
+        }
+      } else {
+        const Term left = sum();
+        const Term atom = true_atom(left, planted.real_value(left));
+        ASSERT_TRUE(planted.bool_value(atom));
+        e.assert_term(atom);
+        levels.back().push_back(atom);
+      }
+    }
+  }
+}
+
+// A contradiction in which every assertion is needed: forms f_1 .. f_n and -(c_1 f_1 + .. + c_n f_n) cannot all be
+// positive. Satisfiable assertions around it do not hide it, and it goes with its level.
+TEST_F(RandomProblems, PlantedContradictionsAreFoundInEveryOrder) {
+  for (unsigned seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    start(seed, pick(2, 6));
+    std::map<std::uint32_t, QNumber> point;
+    for (const Term s : symbols) point[s.id()] = number();
+    Evaluator planted(
+        terms, [&](Term s) { return point.at(s.id()); }, [](Term) { return false; });
+
+    // lower_i <= f_i, and their weighted sum is below the sum of the weighted lower bounds.
+    std::vector<Term> contradiction, weighted;
+    QNumber limit;
+    const int n = pick(1, 4);
+    for (int i = 0; i < n; ++i) {
+      const Term f = sum();
+      const QNumber lower = number(), weight = QNumber(pick(1, 5));
+      contradiction.push_back(terms.mk(Op::greater_equal, f, terms.mk_real(lower)));
+      weighted.push_back(times(weight, f));
+      limit += weight * lower;
+    }
+    contradiction.push_back(terms.mk(Op::less, terms.mk(Op::add, weighted), terms.mk_real(limit)));
+
+    Engine e(terms);
+    std::vector<Term> by_index;
+    const auto assert_true = [&] {
+      const Term left = sum();
+      by_index.push_back(true_atom(left, planted.real_value(left)));
+      e.assert_term(by_index.back());
+    };
+    for (int i = pick(0, 3); i > 0; --i) assert_true();
+    if (pick(0, 1) == 0) e.check();
+    e.push();
+    std::shuffle(contradiction.begin(), contradiction.end(), random);
+    for (const Term t : contradiction) {
+      if (pick(0, 2) == 0) assert_true();
+      if (pick(0, 3) == 0) e.check();
+      e.assert_term(t);
+      by_index.push_back(t);
+    }
+    if (pick(0, 1) == 0) e.push(), assert_true();
+    ASSERT_EQ(e.check(), Answer::unsat);
+
+    const std::vector<int> core = e.unsat_core();
+    ASSERT_TRUE(std::is_sorted(core.begin(), core.end()));
+    Engine fresh(terms);
+    for (const int i : core) fresh.assert_term(by_index.at(static_cast<std::size_t>(i)));
+    ASSERT_EQ(fresh.check(), Answer::unsat);
+
+    while (e.num_levels() > 0) e.pop();
+    ASSERT_EQ(e.check(), Answer::sat);
+    ASSERT_EQ(e.solver().check_invariants(), "");
+  }
+}
+
+}  // namespace
+}  // namespace tarku::smt
