@@ -1,9 +1,10 @@
 // Peak memory of one solver on a generated sparse system; a program of its own, so that the peak is the solver's.
 //
-//   memory_probe [ROWS COLS TERMS [LIMIT_MIB]]      (10000 20000 3; no limit)
+//   memory_probe [ROWS COLS TERMS [ROOM [LIMIT_MIB]]]      (10000 20000 3 10; no limit)
 //
-// Prints the steps with their times, and the largest resident set the process ever had. Fails when the verdict is wrong
-// or the peak exceeds the limit.
+// ROOM is how far a row may stray from its value at the hidden solution; the less room, the more pivots. Prints the
+// steps with their times, and the largest resident set the process ever had. Fails when the verdict is wrong or the
+// peak exceeds the limit.
 #include <sys/resource.h>
 
 #include <chrono>
@@ -39,15 +40,16 @@ int main(int argc, char** argv) {
   const int rows = argc > 3 ? std::atoi(argv[1]) : 10000;
   const int cols = argc > 3 ? std::atoi(argv[2]) : 20000;
   const int terms = argc > 3 ? std::atoi(argv[3]) : 3;
-  const long limit_mib = argc > 4 ? std::atol(argv[4]) : 0;
-  if ((argc != 1 && argc != 4 && argc != 5) || rows < 1 || terms < 1 || cols < terms) {
-    std::fprintf(stderr, "usage: memory_probe [ROWS COLS TERMS [LIMIT_MIB]]\n");
+  const int room = argc > 4 ? std::atoi(argv[4]) : 10;
+  const long limit_mib = argc > 5 ? std::atol(argv[5]) : 0;
+  if (argc == 2 || argc == 3 || argc > 6 || rows < 1 || terms < 1 || cols < terms || room < 0) {
+    std::fprintf(stderr, "usage: memory_probe [ROWS COLS TERMS [ROOM [LIMIT_MIB]]]\n");
     return 2;
   }
-  std::printf("%d rows, %d columns, %d terms a row\n", rows, cols, terms);
+  std::printf("%d rows, %d columns, %d terms a row, room %d\n", rows, cols, terms, room);
 
   Stopwatch total;
-  const auto problem = tarku::bench::sparse_system(rows, cols, terms, 50, 1);
+  const auto problem = tarku::bench::sparse_system(rows, cols, terms, room, 1);
   tarku::la::Solver solver(false, 0);
   tarku::bench::tell(problem, solver);
   report("told", total.seconds());

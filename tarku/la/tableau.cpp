@@ -344,6 +344,17 @@ void Tableau::pivot(int basic, int nonbasic) {
   }
 }
 
+void Tableau::drop_zero(int var) {
+  assert(!is_basic(var) && state_of(var) == State::present);
+  for (int basic : column(var)) {
+    Terms& terms = rows_.raw(basic)->mutable_terms();
+    terms.erase(terms.begin() + static_cast<std::ptrdiff_t>(find_term(terms, var)));
+  }
+  column_of(var).clear();
+  replace_in_aside(var, {});
+  set_state(var, State::unknown);
+}
+
 // ---- setting aside and bringing back ----
 
 void Tableau::eliminate_variables(const VarSet& vars) {
@@ -453,6 +464,7 @@ void Tableau::remove_variable(int var, int* left_basis) {
 }
 
 void Tableau::replace_in_aside(int var, const Terms& definition) {
+  if (!has_eliminated()) return;
   for (std::size_t v = 0; v < aside_.size(); ++v) {
     const int owner = static_cast<int>(v);
     if (aside_.is_present(owner)) {

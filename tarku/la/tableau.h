@@ -57,6 +57,9 @@ class Tableau {
   // `var`, or -1.
   void remove_variable(int var, int* left_basis = nullptr);
 
+  // Puts zero for non-basic `var` in every row and forgets it.
+  void drop_zero(int var);
+
   // Sets the given variables aside, ascending. A non-basic one is pivoted into the shortest row of its column first.
   void eliminate_variables(const VarSet& vars);
 

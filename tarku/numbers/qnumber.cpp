@@ -12,7 +12,7 @@ using detail::magnitude;
 
 namespace {
 
-constexpr std::uint64_t kTableSide = 64;
+constexpr std::uint64_t kTableSide = 128;
 
 // Greatest common divisors of small words, where a remainder loop spends most of its steps.
 struct GcdTable {
@@ -115,22 +115,17 @@ struct QNumber::CommonFactor {
     mpz_gcd(value.z, x, y);
     is_one = is_unit(value.z);
   }
-  void divide_out_of(mpz_ptr x) const {
-    if (!is_one) mpz_divexact(x, x, value.z);
-  }
-  // x *= y / factor
-  void multiply_quotient(mpz_ptr x, mpz_srcptr y) const {
-    if (is_one) {
-      mpz_mul(x, x, y);
-    } else {
-      Integer quotient;
-      mpz_divexact(quotient.z, y, value.z);
-      mpz_mul(x, x, quotient.z);
-    }
-  }
-
   Integer value;  // unset when is_one
   bool is_one;
+};
+
+// x divided by a factor of it; x itself when the factor is 1.
+struct QNumber::Quotient {
+  Quotient(mpz_srcptr x, const CommonFactor& factor) : value(factor.is_one ? x : storage.z) {
+    if (!factor.is_one) mpz_divexact(storage.z, x, factor.value.z);
+  }
+  Integer storage;
+  mpz_srcptr value;
 };
 
 // ---- blocks, forms, assignment ----
@@ -229,20 +224,18 @@ bool QNumber::big_equals(long value) const {
 // Programming, volume 2, section 4.5.1).
 bool QNumber::add_fractions(QNumber* left, std::int64_t c, std::int64_t d) {
   const std::int64_t a = left->num_, b = left->den_;
+  const std::int64_t g = b == 1 || d == 1 ? 1 : gcd(b, d);
   std::int64_t x = 0, y = 0, sum = 0, den = 0;
-  if (b == 1 || d == 1) {
-    if (!mul_words(a, d, &x) || !mul_words(c, b, &y) || !add_words(x, y, &sum)) return false;
-    left->num_ = sum;
-    left->den_ = b == 1 ? d : b;
-    return true;
+  if (g == 1) {
+    if (!mul_words(a, d, &x) || !mul_words(c, b, &y) || !add_words(x, y, &sum) || !mul_words(b, d, &den)) return false;
+  } else {
+    const std::int64_t b_rest = b / g;
+    if (!mul_words(a, d / g, &x) || !mul_words(c, b_rest, &y) || !add_words(x, y, &sum)) return false;
+    const std::int64_t g2 = gcd(absolute(sum), g);
+    if (!mul_words(b_rest, d / g2, &den)) return false;
+    sum /= g2;
   }
-  const std::int64_t g = b == d ? b : gcd(b, d);
-  const std::int64_t b_rest = g == 1 ? b : b / g;
-  const std::int64_t d_rest = g == 1 ? d : d / g;
-  if (!mul_words(a, d_rest, &x) || !mul_words(c, b_rest, &y) || !add_words(x, y, &sum)) return false;
-  const std::int64_t g2 = g == 1 ? 1 : gcd(absolute(sum), g);
-  if (!mul_words(b_rest, g2 == 1 ? d : d / g2, &den)) return false;
-  left->num_ = g2 == 1 ? sum : sum / g2;
+  left->num_ = sum;
   left->den_ = den;
   return true;
 }
@@ -252,54 +245,49 @@ void QNumber::add_general(const QNumber& other, bool subtract) {
   add_big(other, subtract);
 }
 
+// *out = left + right, or left - right; `out` may be the block of `left`, but not that of `right`.
+void QNumber::write_sum(Block* out, const View& left, const View& right, bool subtract) {
+  mpz_ptr num = out->num.z, den = out->den.z;
+  const auto accumulate = subtract ? &mpz_submul : &mpz_addmul;
+  if (is_unit(left.den) && is_unit(right.den)) {
+    (subtract ? mpz_sub : mpz_add)(num, left.num, right.num);
+    mpz_set(den, left.den);
+    return;
+  }
+  const CommonFactor g(right.den, left.den);
+  if (g.is_one) {
+    mpz_mul(num, left.num, right.den);
+    accumulate(num, left.den, right.num);
+    mpz_mul(den, left.den, right.den);
+    return;
+  }
+  mpz_mul(num, left.num, Quotient(right.den, g).value);
+  mpz_divexact(den, left.den, g.value.z);
+  accumulate(num, den, right.num);
+  const CommonFactor g2(num, g.value.z);  // all that can cancel
+  if (!g2.is_one) mpz_divexact(num, num, g2.value.z);
+  mpz_mul(den, den, Quotient(right.den, g2).value);
+}
+
 void QNumber::add_big(const QNumber& other, bool subtract) {
-  make_big();
   if (this == &other) {
     const QNumber copy(other);
     add_big(copy, subtract);
     return;
   }
-  const View right(other);
-  mpz_ptr num = block()->num.z, den = block()->den.z;
-  const auto accumulate = subtract ? &mpz_submul : &mpz_addmul;
-  if (is_unit(right.den)) {
-    if (!is_unit(den)) {
-      accumulate(num, den, right.num);
-    } else if (subtract) {
-      mpz_sub(num, num, right.num);
-    } else {
-      mpz_add(num, num, right.num);
-    }
-    return;
-  }
-  const CommonFactor g(right.den, den);
-  if (g.is_one) {
-    mpz_mul(num, num, right.den);
-    accumulate(num, den, right.num);
-    mpz_mul(den, den, right.den);
-    return;
-  }
-  g.divide_out_of(den);
-  g.multiply_quotient(num, right.den);
-  accumulate(num, den, right.num);
-  const CommonFactor g2(num, g.value.z);  // all that can cancel
-  g2.divide_out_of(num);
-  g2.multiply_quotient(den, right.den);
-}
-
-// a op b for integers whose result is kept in the big form: written straight into a new block.
-QNumber QNumber::big_integer(IntegerOperation operation, const QNumber& a, const QNumber& b) {
-  QNumber result;
-  result.set_block(new Block{Integer(), Integer(1)});
-  const View left(a), right(b);
-  operation(result.block()->num.z, left.num, right.num);
-  return result;
+  make_big();
+  write_sum(block(), View(*this), View(other), subtract);
 }
 
 QNumber QNumber::sum_general(const QNumber& a, const QNumber& b, bool subtract) {
-  if (a.is_integer() && b.is_integer()) return big_integer(subtract ? mpz_sub : mpz_add, a, b);
-  QNumber result(a);
-  result.add_general(b, subtract);
+  if (a.den_ != 0 && b.den_ != 0) {
+    QNumber result(a);
+    result.add_general(b, subtract);
+    return result;
+  }
+  QNumber result;
+  result.set_block(new Block());
+  write_sum(result.block(), View(a), View(b), subtract);
   return result;
 }
 
@@ -328,27 +316,38 @@ void QNumber::mul_general(const QNumber& other) {
   mul_big(other);
 }
 
-void QNumber::mul_big(const QNumber& other) {
-  make_big();
-  mpz_ptr num = block()->num.z, den = block()->den.z;
-  if (this == &other) {  // the square of a reduced fraction is reduced
-    mpz_mul(num, num, num);
-    mpz_mul(den, den, den);
+// *out = left * right; `out` may be the block of `left`, but not that of `right`.
+void QNumber::write_product(Block* out, const View& left, const View& right) {
+  if (is_unit(left.den) && is_unit(right.den)) {
+    mpz_mul(out->num.z, left.num, right.num);
+    mpz_set(out->den.z, left.den);
     return;
   }
-  const View right(other);
-  const CommonFactor g1(num, right.den);
-  const CommonFactor g2(right.num, den);
-  g1.divide_out_of(num);
-  g2.multiply_quotient(num, right.num);
-  g2.divide_out_of(den);
-  g1.multiply_quotient(den, right.den);
+  const CommonFactor g1(left.num, right.den);
+  const CommonFactor g2(right.num, left.den);
+  mpz_mul(out->num.z, Quotient(left.num, g1).value, Quotient(right.num, g2).value);
+  mpz_mul(out->den.z, Quotient(left.den, g2).value, Quotient(right.den, g1).value);
+}
+
+void QNumber::mul_big(const QNumber& other) {
+  make_big();
+  if (this == &other) {  // the square of a reduced fraction is reduced
+    mpz_mul(block()->num.z, block()->num.z, block()->num.z);
+    mpz_mul(block()->den.z, block()->den.z, block()->den.z);
+    return;
+  }
+  write_product(block(), View(*this), View(other));
 }
 
 QNumber QNumber::product_general(const QNumber& a, const QNumber& b) {
-  if (a.is_integer() && b.is_integer()) return big_integer(mpz_mul, a, b);
-  QNumber result(a);
-  result.mul_general(b);
+  if (a.den_ != 0 && b.den_ != 0) {
+    QNumber result(a);
+    result.mul_general(b);
+    return result;
+  }
+  QNumber result;
+  result.set_block(new Block());
+  write_product(result.block(), View(a), View(b));
   return result;
 }
 

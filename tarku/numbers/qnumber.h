@@ -134,7 +134,7 @@ class QNumber {
     Integer num, den;
   };
   struct CommonFactor;
-  using IntegerOperation = void (*)(mpz_ptr, mpz_srcptr, mpz_srcptr);
+  struct Quotient;
   class View;  // either form seen as two read-only GMP integers
 
   static constexpr void reduce_words(std::int64_t* num, std::int64_t* den);
@@ -156,12 +156,13 @@ class QNumber {
   void assign_general(const QNumber& other);
   void move_general(QNumber& other) noexcept;
   void add_general(const QNumber& other, bool subtract);
+  static void write_sum(Block* out, const View& left, const View& right, bool subtract);
+  static void write_product(Block* out, const View& left, const View& right);
   void add_big(const QNumber& other, bool subtract);
   void mul_general(const QNumber& other);
   void mul_big(const QNumber& other);
   void add_mul_general(const QNumber& a, const QNumber& b, bool subtract);
   bool add_mul_fractions(const QNumber& a, const QNumber& b, bool subtract);
-  static QNumber big_integer(IntegerOperation operation, const QNumber& a, const QNumber& b);
   static QNumber sum_general(const QNumber& a, const QNumber& b, bool subtract);
   static QNumber product_general(const QNumber& a, const QNumber& b);
   static int compare_quotients(mpz_srcptr a, mpz_srcptr b, mpz_srcptr c, mpz_srcptr d);

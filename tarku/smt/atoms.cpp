@@ -137,6 +137,8 @@ int AtomTable::slack(const LinearForm& form) {
   const std::size_t first = monomials_.size();
   monomials_.insert(monomials_.end(), form.terms.begin(), form.terms.end());
   rows_.push_back({next_id(&num_variables_), next_id(&num_constraints_), first, static_cast<std::uint32_t>(count)});
+  row_of_.resize(static_cast<std::size_t>(num_variables_) + 1, -1);
+  row_of_.back() = static_cast<int>(rows_.size()) - 1;
   row_index_.insert(static_cast<std::uint32_t>(rows_.size() - 1), hash);
   return rows_.back().variable;
 }

@@ -58,8 +58,16 @@ class AtomTable {
   int num_variables() const { return num_variables_; }  // symbols and slacks: ids are 1 .. num_variables()
   int num_constraints() const { return num_constraints_; }
 
+  // A constraint index of its own for an equation that is no row of the table.
+  int reserve_constraint() { return ++num_constraints_; }
+
   const std::vector<Row>& rows() const { return rows_; }
   const std::vector<Bound>& bounds() const { return bounds_; }
+  // The index in rows() of the row that defines a slack variable, -1 for the variable of a symbol.
+  int row_of(int variable) const {
+    const auto index = static_cast<std::size_t>(variable);
+    return index < row_of_.size() ? row_of_[index] : -1;
+  }
   const Monomial* monomials(const Row& row) const { return monomials_.data() + row.first; }
 
  private:
@@ -71,6 +79,7 @@ class AtomTable {
   std::vector<int> variables_;       // by term id of a symbol; 0: none
   std::vector<Monomial> monomials_;  // of all rows, one after the other
   std::vector<Row> rows_;
+  std::vector<int> row_of_;  // by variable
   std::vector<Bound> bounds_;
   HashIndex row_index_;    // into rows_, by monomials
   HashIndex bound_index_;  // into bounds_, by variable, relation and value

@@ -151,50 +151,128 @@ Answer Engine::search() {
   return unsupported_.empty() ? Answer::sat : Answer::unknown;
 }
 
-// The one place where forms and bounds reach the solver; what shall be simplified across assertions first is simplified
-// here. Forms precede bounds, because the solver sets aside what has no bound when the first literal is pushed.
+// The one place where forms and bounds reach the solver, a form with its first bound. All of this precedes the pushing,
+// because the solver sets aside what has no bound when the first literal is pushed.
 // Needs: no conflict pending, in which the solver would drop equations.
 void Engine::tell_new_atoms() {
   assert(!solver_->in_conflict_);
-  for (; num_told_rows_ < atoms_.rows().size(); ++num_told_rows_) {
-    if (num_told_rows_ % poll_period == 0) poll();
-    tell_row(atoms_.rows()[num_told_rows_]);
-  }
+  if (presolve_ && !presolved_) solve_equalities();
+  if (!conflict_.empty()) return;
+  is_row_told_.resize(atoms_.rows().size());
   for (; num_told_bounds_ < atoms_.bounds().size(); ++num_told_bounds_) {
     if (num_told_bounds_ % poll_period == 0) poll();
-    tell_bound(atoms_.bounds()[num_told_bounds_]);
+    const AtomTable::Bound& bound = atoms_.bounds()[num_told_bounds_];
+    if (is_solved(bound.constraint)) continue;
+    const int row = atoms_.row_of(bound.variable);
+    if (row >= 0 && !is_row_told_[static_cast<std::size_t>(row)]) {
+      tell_row(atoms_.rows()[static_cast<std::size_t>(row)]);
+      is_row_told_[static_cast<std::size_t>(row)] = true;
+    }
+    tell_bound(bound);
   }
 }
 
-void Engine::tell_row(const AtomTable::Row& row) {
-  std::vector<std::pair<int, const QNumber*>> terms;
+bool Engine::is_solved(int constraint) const {
+  const auto index = static_cast<std::size_t>(constraint);
+  return index < is_solved_.size() && is_solved_[index];
+}
+
+// Equalities below all levels hold as long as the engine lives. Before the solver has seen anything they can be turned
+// into definitions, which cost the search less than fixed variables do.
+void Engine::solve_equalities() {
+  std::vector<const AtomTable::Bound*> bounds(static_cast<std::size_t>(atoms_.num_constraints()) + 1);
+  for (const AtomTable::Bound& bound : atoms_.bounds()) bounds[static_cast<std::size_t>(bound.constraint)] = &bound;
+  EqualitySystem system(atoms_.num_variables());
+  std::vector<int> assertions;
+  std::vector<bool> solved(bounds.size());
+  std::size_t literal = 0;
+  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front();
+  for (std::size_t i = 0; i < num_permanent; ++i) {
+    for (; literal < assertions_[i].literals_end; ++literal) {
+      if (!literals_[literal].is_arithmetic()) continue;
+      const auto constraint = static_cast<std::size_t>(literals_[literal].constraint());
+      const AtomTable::Bound& bound = *bounds[constraint];
+      if (bound.relation != Relation::equal || solved[constraint]) continue;
+      const int row = atoms_.row_of(bound.variable);
+      system.add(row >= 0 ? row_terms(atoms_.rows()[static_cast<std::size_t>(row)])
+                          : std::vector<la::Equation::VarCoeff>{{bound.variable, QNumber(1)}},
+                 bound.value);
+      solved[constraint] = true;
+      if (assertions.empty() || assertions.back() != assertions_[i].index) assertions.push_back(assertions_[i].index);
+    }
+  }
+  const bool solvable = system.solve([this] { poll(); });
+  presolved_ = true;
+  solved_assertions_ = std::move(assertions);
+  is_solved_ = std::move(solved);
+  if (solvable) {
+    adopt_definitions(system);
+  } else {
+    set_conflict(solved_assertions_);
+  }
+}
+
+void Engine::adopt_definitions(const EqualitySystem& system) {
+  for (const EqualitySystem::Definition& definition : system.definitions()) {
+    la::Equation equation(definition.variable);
+    for (const la::Equation::VarCoeff& term : definition.terms) equation.add_term(term.var, term.coeff);
+    solver_->tell_equation(atoms_.reserve_constraint(), equation);
+    set_offset(definition.variable, definition.offset);
+  }
+}
+
+const QNumber& Engine::offset(int variable) const {
+  static const QNumber none;
+  const auto index = static_cast<std::size_t>(variable);
+  return index < offsets_.size() ? offsets_[index] : none;
+}
+
+void Engine::set_offset(int variable, const QNumber& value) {
+  const auto index = static_cast<std::size_t>(variable);
+  if (value.is_zero()) return;
+  if (index >= offsets_.size()) offsets_.resize(std::max(index + 1, 2 * offsets_.size()));
+  offsets_[index] = value;
+}
+
+// The terms that the row's slack variable is the sum of, ascending.
+std::vector<la::Equation::VarCoeff> Engine::row_terms(const AtomTable::Row& row) const {
+  std::vector<la::Equation::VarCoeff> terms;
   terms.reserve(row.count);
   const Monomial* monomials = atoms_.monomials(row);
   for (std::uint32_t i = 0; i < row.count; ++i) {
-    terms.emplace_back(atoms_.find_variable(monomials[i].leaf), &monomials[i].coeff);
+    terms.push_back({atoms_.find_variable(monomials[i].leaf), monomials[i].coeff});
   }
-  // Ascending, so that each term is appended.
-  std::sort(terms.begin(), terms.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::sort(terms.begin(), terms.end(), [](const auto& x, const auto& y) { return x.var < y.var; });
+  return terms;
+}
+
+void Engine::tell_row(const AtomTable::Row& row) {
   la::Equation equation(row.variable);
-  for (const auto& [variable, coeff] : terms) equation.add_term(variable, *coeff);
+  QNumber sum;
+  for (const la::Equation::VarCoeff& term : row_terms(row)) {
+    equation.add_term(term.var, term.coeff);
+    sum.add_mul(term.coeff, offset(term.var));
+  }
+  set_offset(row.variable, sum);
   solver_->tell_equation(row.constraint, equation);
 }
 
 void Engine::tell_bound(const AtomTable::Bound& bound) {
   const int c = bound.constraint, v = bound.variable;
+  const QNumber value = (bound.value - offset(v)).compact();
   switch (bound.relation) {
     case Relation::less:
-      return solver_->tell_upper_bound(c, v, shifted(bound.value, -1));
+      return solver_->tell_upper_bound(c, v, shifted(value, -1));
     case Relation::less_equal:
-      return solver_->tell_upper_bound(c, v, shifted(bound.value, 0));
+      return solver_->tell_upper_bound(c, v, shifted(value, 0));
     case Relation::equal:
-      return solver_->tell_equal_bound(c, v, shifted(bound.value, 0));
+      return solver_->tell_equal_bound(c, v, shifted(value, 0));
     case Relation::distinct:
-      return solver_->tell_diseq_bound(c, v, shifted(bound.value, 0));
+      return solver_->tell_diseq_bound(c, v, shifted(value, 0));
     case Relation::greater_equal:
-      return solver_->tell_lower_bound(c, v, shifted(bound.value, 0));
+      return solver_->tell_lower_bound(c, v, shifted(value, 0));
     case Relation::greater:
-      return solver_->tell_lower_bound(c, v, shifted(bound.value, 1));
+      return solver_->tell_lower_bound(c, v, shifted(value, 1));
   }
 }
 
@@ -223,6 +301,7 @@ bool Engine::push_arithmetic(int constraint, int assertion) {
   Holder& holder = constraint_holders_[static_cast<std::size_t>(constraint)];
   if (holder.count++ > 0) return true;
   holder.assertion = assertion;
+  if (is_solved(constraint)) return true;
   if (solver_->push_constraint(constraint)) return true;
   set_solver_conflict();
   return false;
@@ -263,6 +342,7 @@ void Engine::set_solver_conflict() {
   for (const int c : solver_->conflict_) {
     assertions.push_back(constraint_holders_[static_cast<std::size_t>(c)].assertion);
   }
+  assertions.insert(assertions.end(), solved_assertions_.begin(), solved_assertions_.end());
   set_conflict(std::move(assertions));
 }
 
@@ -335,12 +415,12 @@ QNumber Engine::symbol_value(Term symbol) {
   const int variable = atoms_.find_variable(symbol);
   if (variable == 0) return QNumber();
   QNumber result;
-  if (separated_ && solver_->get_value(variable, &result)) return result;
   la::DNumber value;
-  if (!solver_->get_abstract_value(variable, &value)) return QNumber();
-  result = value.real();
-  result.add_mul(value.delta(), delta_);
-  return result;
+  if (!(separated_ && solver_->get_value(variable, &result)) && solver_->get_abstract_value(variable, &value)) {
+    result = value.real();
+    result.add_mul(value.delta(), delta_);
+  }
+  return result + offset(variable);
 }
 
 bool Engine::symbol_truth(Term symbol) const {

@@ -23,6 +23,7 @@
 #include "tarku/smt/atoms.h"
 #include "tarku/smt/evaluator.h"
 #include "tarku/smt/linear.h"
+#include "tarku/smt/presolve.h"
 #include "tarku/smt/term.h"
 
 namespace tarku {
@@ -86,6 +87,9 @@ class Engine {
   void set_verbosity(int level);                     // trace level of the solver
   // Whether disequalities are told to the solver, or reported as unsupported (the default). Holds for later assertions.
   void set_disequalities_supported(bool on) { disequalities_supported_ = on; }
+  // Whether equalities asserted below all levels are solved away before the first check (the default). Cores are then
+  // still unsatisfiable, but mention every such equality. To be set before the first check.
+  void set_presolve(bool on) { presolve_ = on; }
   // Appends (name, figure) pairs.
   void get_stats(std::vector<std::pair<std::string, std::string>>& stats) const;
   la::Solver& solver() { return *solver_; }  // for tests and statistics
@@ -125,6 +129,12 @@ class Engine {
   void forget_answer();
   Answer search();
   void tell_new_atoms();
+  void solve_equalities();
+  void adopt_definitions(const EqualitySystem& system);
+  std::vector<la::Equation::VarCoeff> row_terms(const AtomTable::Row& row) const;
+  const QNumber& offset(int variable) const;
+  void set_offset(int variable, const QNumber& value);
+  bool is_solved(int constraint) const;
   void tell_row(const AtomTable::Row& row);
   void tell_bound(const AtomTable::Bound& bound);
   void push_new_literals();
@@ -158,7 +168,11 @@ class Engine {
   int num_asserted_ = 0;                                  // ever
 
   // What the solver knows. Written by check and pop.
-  std::size_t num_told_rows_ = 0;           // prefix of atoms_.rows()
+  bool presolved_ = false;                  // solve_equalities has run
+  std::vector<QNumber> offsets_;            // by variable: it is the solver's one plus this; absent: plus zero
+  std::vector<int> solved_assertions_;      // those whose equalities were solved away, ascending
+  std::vector<bool> is_solved_;             // by constraint index: solved away, never pushed
+  std::vector<bool> is_row_told_;           // by index in atoms_.rows()
   std::size_t num_told_bounds_ = 0;         // prefix of atoms_.bounds()
   std::size_t num_pushed_literals_ = 0;     // prefix of literals_
   std::vector<Holder> constraint_holders_;  // by constraint index
@@ -171,6 +185,7 @@ class Engine {
   QNumber delta_;                   // of that model: the value of the infinitesimal
   bool separated_ = false;          // of that model: its values are those that the solver moved apart
   bool disequalities_supported_ = false;
+  bool presolve_ = true;
   TerminationTest* termination_test_ = nullptr;
   std::uint64_t num_checks_ = 0;
 };

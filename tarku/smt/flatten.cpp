@@ -162,7 +162,7 @@ void Flattener::choice(Term t, bool polarity) {
   if (!yes && !no) return refuse(t, true);
   const Term other = yes ? args[2] : args[1];
   const bool known = yes ? *yes : *no;
-  // The condition that forces the known branch; a true one makes t a disjunction, a false one a conjunction.
+  // The value of the condition that selects the known branch.
   const bool forcing = yes.has_value();
   if (known == polarity) {
     if (!terms_.known_truth(other)) return refuse(t, true);

@@ -123,7 +123,7 @@ void Tally::add(const Tally& other) {
   operations += other.operations;
   sat += other.sat;
   unsat += other.unsat;
-  row_conflicts += other.row_conflicts;
+  search_conflicts += other.search_conflicts;
   push_conflicts += other.push_conflicts;
   interruptions += other.interruptions;
   pivots += other.pivots;
@@ -134,9 +134,9 @@ void Tally::add(const Tally& other) {
 
 std::string Tally::to_str() const {
   std::ostringstream text;
-  text << operations << " operations, " << sat << " sat, " << unsat << " unsat, " << row_conflicts << " row conflicts, "
-       << push_conflicts << " push conflicts, " << interruptions << " interruptions, " << pivots << " pivots, "
-       << proofs << " proofs, " << implications << " implications, " << models << " models";
+  text << operations << " operations, " << sat << " sat, " << unsat << " unsat, " << search_conflicts
+       << " found by search, " << push_conflicts << " push conflicts, " << interruptions << " interruptions, " << pivots
+       << " pivots, " << proofs << " proofs, " << implications << " implications, " << models << " models";
   return text.str();
 }
 
@@ -162,7 +162,10 @@ Checker::Checker(const Config& config, Sabotage sabotage) : config_(config), sab
 Checker::~Checker() = default;
 
 bool Checker::run(const Op& op) {
-  if (!model_.legal(op) || (op.kind == OpKind::kModel && !last_was_sat())) return false;
+  if (!model_.legal(op)) return false;
+  if (op.kind == OpKind::kModel && !last_was_sat()) return false;
+  // Implications may rest on any equation.
+  if (op.kind == OpKind::kRetractEquation && solver_->num_implied_ > 0) return false;
   ++tally_.operations;
   try {
     carry_out(op);
@@ -311,6 +314,7 @@ bool Checker::run_check(const Op& op, std::optional<bool>* result) {
 
 void Checker::check(const Op& op) {
   const int calls_before = hooked_ != nullptr ? hooked_->optimization_calls : 0;
+  const bool was_in_conflict = model_.in_conflict;
   std::optional<bool> result;
   const bool answered = run_check(op, &result);
   cache_may_be_stale_ = false;
@@ -325,6 +329,7 @@ void Checker::check(const Op& op) {
   compare_verdict(op, *result);
   model_.finish_check(result);
   ++(*result ? tally_.sat : tally_.unsat);
+  if (!*result && !was_in_conflict) ++tally_.search_conflicts;
   if (hooked_ != nullptr) check_hooks(op, calls_before);
   satisfied_ = *result;
   fresh_ = *result && !op.partial;
@@ -355,7 +360,6 @@ void Checker::check_hooks(const Op& op, int calls_before) const {
 
 void Checker::check_conflict() {
   std::vector<int> conflict = solver_->conflict_;
-  if (conflict.size() > 2) ++tally_.row_conflicts;
   if (sabotage_ == Sabotage::kConflict && !conflict.empty()) conflict.pop_back();
   for (int c : conflict) {
     require(model_.on_stack(c) && model_.told_bounds.count(c) != 0, "conflict",
@@ -690,16 +694,19 @@ void Checker::check_record(int c, const Model::ToldBound& told) const {
   const la::RangeConstraint& record = found->second;
   require(record.var == told.var && record.kind() == told.kind, "told", describe("changed"));
   require(from_library(record.bound) == told.bound, "told", describe("other bound"));
-  require(record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", describe("unpushed"));
+  require(told.unpushed_unknown || record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", describe("unpushed"));
   require(record.has(la::RANGE_KEEP) == told.keep, "flags", describe("keep"));
   require(!record.has(la::RANGE_EXCLUDED), "flags", describe("excluded"));
 }
 
-Verdict replay(const Trace& trace, Sabotage sabotage) {
+Verdict replay(const Trace& trace, Sabotage sabotage, bool strict) {
   Verdict verdict;
   try {
     Checker checker(trace.config, sabotage);
-    for (verdict.step = 0; verdict.step < trace.ops.size(); ++verdict.step) checker.run(trace.ops[verdict.step]);
+    for (verdict.step = 0; verdict.step < trace.ops.size(); ++verdict.step) {
+      const bool done = checker.run(trace.ops[verdict.step]);
+      require(done || !strict, "legality", "operation is not legal here");
+    }
   } catch (const Failure& failure) {
     verdict.failure = failure;
   }

@@ -50,7 +50,7 @@ struct Tally {
   std::uint64_t operations = 0;
   std::uint64_t sat = 0;  // answers of checks
   std::uint64_t unsat = 0;
-  std::uint64_t row_conflicts = 0;  // conflicts that a search found in a row with other variables
+  std::uint64_t search_conflicts = 0;  // of the latter those that no failed push had announced
   std::uint64_t push_conflicts = 0;
   std::uint64_t interruptions = 0;
   std::uint64_t pivots = 0;
@@ -129,11 +129,12 @@ class Checker {
   bool integrality_unknown_ = false;
 };
 
-// Runs the whole trace; gives the failure and the number of the operation (from 0) at which it showed.
+// Runs the whole trace; when `strict`, an operation that is not legal is a failure. Gives the failure and the number of
+// the operation (from 0) at which it showed.
 struct Verdict {
   std::optional<Failure> failure;
   std::size_t step = 0;
 };
-Verdict replay(const Trace& trace, Sabotage sabotage);
+Verdict replay(const Trace& trace, Sabotage sabotage, bool strict);
 
 }  // namespace tarku::tester

@@ -20,9 +20,12 @@ Generator::Generator(std::uint64_t seed, const Features& features) : random_(see
   random_.next();
   choose_config();
   choose_names();
-  length_ = random_.chance(10) ? random_.between(60, 140) : random_.between(8, 50);
   plan_setup();
+  length_ = static_cast<int>(setup_.size()) + (random_.chance(10) ? random_.between(50, 120) : random_.between(4, 40));
   huge_percent_ = random_.chance(4) ? 25 : 0;
+  stray_percent_ = random_.pick<int>({0, 10, 20, 40});
+  worlds_ = random_.between(1, 3);
+  defined_percent_ = random_.pick<int>({20, 50, 95});
   strict_percent_ = random_.pick<int>({0, 10, 40});
   constant_percent_ = random_.chance(3) ? 20 : 0;
 }
@@ -38,20 +41,20 @@ void Generator::choose_config() {
 
 // Mostly small dense ids; sometimes gaps, seldom wide ones.
 void Generator::choose_names() {
-  const int count = random_.between(3, 8);
+  const int count = random_.pick<int>({2, 3, 4, 4, 5, 5, 6, 6, 7, 8});
   const int widest = random_.chance(90) ? 1 : random_.pick<int>({3, 20, 20, 300});
   int id = 0;
   for (int i = 0; i < count; ++i) vars_.push_back(id += random_.between(1, widest));
-  const int bounds = random_.between(4, 12);
+  const int bounds = random_.between(4, 14);
   const int stride = random_.chance(90) ? 1 : 1000;
   for (int i = 0; i < bounds; ++i) bound_indices_.push_back(stride * i + (random_.chance(95) ? 1 : 0));
-  const int equations = random_.chance(8) ? 0 : random_.between(1, std::min(5, count));
-  for (int i = 0; i < equations; ++i) equation_indices_.push_back(stride * 12 + 20 + i);
+  const int equations = random_.chance(5) ? 0 : random_.between(1, std::min(5, count));
+  for (int i = 0; i < equations; ++i) equation_indices_.push_back(stride * 14 + 20 + i);
 }
 
 // Most sequences tell nearly everything before they begin to assert; some tell as they go.
 void Generator::plan_setup() {
-  const int percent = random_.pick<int>({0, 50, 90, 90, 100});
+  const int percent = random_.pick<int>({20, 60, 90, 90, 100, 100});
   for (int c : equation_indices_) {
     if (random_.chance(percent)) setup_.push_back(c);
   }
@@ -74,30 +77,37 @@ Op Generator::next(const Model& model, bool sat) {
   }
   for (int attempt = 0; attempt < 20; ++attempt) {
     const Op op = make(choose_kind(model, sat), model);
+    last_ = op.kind;
     if (model.legal(op)) return op;
   }
   return make_check();
 }
 
 OpKind Generator::choose_kind(const Model& model, bool sat) {
-  if (pops_left_ > 0) {
-    --pops_left_;
-    if (!model.stack.empty()) return OpKind::kPop;
+  if (burst_left_ > 0) {
+    --burst_left_;
+    const bool possible = burst_ == OpKind::kPop ? !model.stack.empty() : !model.in_conflict;
+    if (possible) return burst_;
   }
   if (features_.model && sat && random_.chance(30)) return OpKind::kModel;
   const bool stuck = model.in_conflict;
+  const bool bare = model.told_bounds.size() < 4;
   const Weighted choices[] = {
       {OpKind::kPush, stuck ? 12 : 50},
       {OpKind::kPop, stuck ? 50 : 12},
-      {OpKind::kCheck, stuck ? 10 : 24},
-      {OpKind::kTell, 6},
-      {OpKind::kEquation, equation_indices_.empty() ? 0 : 3},
+      {OpKind::kCheck, stuck                     ? 10
+                       : last_ == OpKind::kCheck ? 4
+                                                 : 20},
+      {OpKind::kTell, bare ? 60 : 5},
+      {OpKind::kEquation, equation_indices_.empty()      ? 0
+                          : model.told_equations.empty() ? 20
+                                                         : 3},
       {OpKind::kAddEquation, 1},
       {OpKind::kRetract, 2},
       {OpKind::kRetractEquation, 2},
       {OpKind::kPivotLimit, 1},
       {OpKind::kKeep, 1},
-      {OpKind::kValues, 3},
+      {OpKind::kValues, 2},
       {OpKind::kPropagation, features_.propagation ? 1 : 0},
   };
   int total = 0;
@@ -126,7 +136,7 @@ Op Generator::make(OpKind kind, const Model& model) {
       op.index = equation_indices_.empty() ? -1 : random_.pick(equation_indices_);
       return op;
     case OpKind::kPop:
-      if (random_.chance(10)) pops_left_ = random_.between(1, 6);
+      if (burst_left_ == 0 && random_.chance(20)) start_burst(OpKind::kPop);
       return op;
     case OpKind::kPivotLimit:
       op.number = random_.pick<int>({0, 1, 2, 1000});
@@ -135,6 +145,9 @@ Op Generator::make(OpKind kind, const Model& model) {
       op.number = random_.between(0, 2);
       return op;
     case OpKind::kPush:
+      if (burst_left_ == 0 && random_.chance(40)) start_burst(OpKind::kPush);
+      op.index = pick_told(model);
+      return op;
     case OpKind::kRetract:
     case OpKind::kKeep:
       op.index = pick_told(model);
@@ -145,13 +158,23 @@ Op Generator::make(OpKind kind, const Model& model) {
   return op;
 }
 
-// A told bound, asserted ones only when there is no other.
+void Generator::start_burst(OpKind kind) {
+  burst_ = kind;
+  burst_left_ = random_.between(1, 6);
+}
+
+// A told bound that is not asserted, mostly of the world that is being asserted, and one that does not contradict
+// another bound of its variable.
 int Generator::pick_told(const Model& model) {
+  if (model.stack.empty() || random_.chance(2)) world_ = random_.below(worlds_);
+  const bool any_world = random_.chance(4);
+  const bool any_bound = random_.chance(10);
   std::vector<int> free;
   for (const auto& [c, told] : model.told_bounds) {
-    if (!model.on_stack(c)) free.push_back(c);
+    if (model.on_stack(c) || (!any_world && world_of(c) != world_)) continue;
+    if (any_bound || !model.fails_at_once(c)) free.push_back(c);
   }
-  return random_.pick(free.empty() ? bound_indices_ : free);
+  return free.empty() ? kNoIndex : random_.pick(free);
 }
 
 // ==== 02 NUMBERS ====
@@ -177,16 +200,22 @@ Rational Generator::coefficient_value() {
   return random_.pick(values);
 }
 
-Rational Generator::hidden(int var) {
-  auto place = hidden_.find(var);
-  if (place == hidden_.end()) place = hidden_.emplace(var, random_.between(-3, 3)).first;
+Rational& Generator::hidden(int var, int world) {
+  auto place = hidden_.find({var, world});
+  if (place == hidden_.end()) place = hidden_.emplace(std::make_pair(var, world), random_.between(-9, 9)).first;
   return place->second;
 }
 
-Rational Generator::bound_real(int var) {
+// Lower bounds lie mostly below the hidden point of their world, upper ones above: few pairs contradict each other, so
+// that contradictions have to be found in rows.
+Rational Generator::bound_real(int var, BoundKind kind, int world) {
   if (random_.chance(huge_percent_)) return huge();
-  if (random_.chance(60)) return hidden(var) + random_.pick<Rational>({0, 0, 0, 1, -1, 2, {1, 2}, {-1, 3}});
-  return random_.pick<Rational>({0, 0, 1, -1, 2, -2, 3, 5, -5, {1, 2}, {-3, 2}, 10});
+  if (random_.chance(8)) return random_.pick<Rational>({0, 0, 1, -1, 2, -2, 3, {1, 2}, {-3, 2}, 20, -20});
+  Rational real = hidden(var, world);
+  if (random_.chance(stray_percent_)) real += random_.pick<Rational>({1, -1, 2, -3, {1, 2}, 8, -8});
+  const Rational room = random_.pick<Rational>({0, 0, 0, 1, 1, 2, {1, 2}, {1, 3}, 5});
+  if (kind == kLower) return real - room;
+  return kind == kUpper ? real + room : real;
 }
 
 // ==== 03 EQUATIONS ====
@@ -215,6 +244,15 @@ void Generator::make_dependent(const Model& model, Op* op) {
   }
 }
 
+// Moves the hidden points onto a new equation.
+void Generator::settle_hidden(const Op& op) {
+  for (int world = 0; world < worlds_; ++world) {
+    Rational value = op.constant;
+    for (const Term& term : op.terms) value += term.coeff * hidden(term.var, world);
+    hidden(op.var, world) = value;
+  }
+}
+
 Op Generator::make_equation(const Model& model, int c) {
   Op op;
   op.kind = OpKind::kEquation;
@@ -233,25 +271,30 @@ Op Generator::make_equation(const Model& model, int c) {
   if (random_.chance(3)) op.terms.clear();
   if (random_.chance(3) && !op.terms.empty()) op.var = -1;
   if (random_.chance(constant_percent_)) op.constant = random_.pick<Rational>({1, -1, {1, 2}});
-  if (op.var >= 0) {
-    Rational value = op.constant;
-    for (const Term& term : op.terms) value += term.coeff * hidden(term.var);
-    if (model.told_equations.count(op.index) == 0) hidden_[op.var] = value;
-  }
+  if (op.var >= 0 && model.told_equations.count(op.index) == 0) settle_hidden(op);
   return op;
 }
 
 // ==== 04 BOUNDS, CHECKS, MODELS ====
+
+// Defined variables are the ones that make the search work.
+int Generator::pick_bounded_var(const Model& model) {
+  std::vector<int> defined;
+  for (const auto& [c, told] : model.told_equations) {
+    if (told.var >= 0) defined.push_back(told.var);
+  }
+  return defined.empty() || !random_.chance(defined_percent_) ? pick_var() : random_.pick(defined);
+}
 
 Op Generator::make_tell(const Model& model, int c) {
   Op op;
   op.kind = OpKind::kTell;
   op.index = c;
   const auto told = model.told_bounds.find(op.index);
-  op.var = told != model.told_bounds.end() && random_.chance(85) ? told->second.var : pick_var();
+  op.var = told != model.told_bounds.end() && random_.chance(85) ? told->second.var : pick_bounded_var(model);
   const int kind = random_.below(features_.diseq ? 115 : 90);
   op.bound_kind = kind < 38 ? kLower : kind < 76 ? kUpper : kind < 90 ? kEqual : kDiseq;
-  op.bound = bound_real(op.var);
+  op.bound = bound_real(op.var, op.bound_kind, world_of(op.index));
   const bool one_sided = op.bound_kind == kLower || op.bound_kind == kUpper;
   if (one_sided && random_.chance(strict_percent_)) op.bound.delta = op.bound_kind == kLower ? 1 : -1;
   return op;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <utility>
 #include <vector>
 
 #include "tests/tools/model.h"
@@ -45,6 +46,8 @@ class Generator {
   Op next(const Model& model, bool sat);
 
  private:
+  static constexpr int kNoIndex = -1;  // names nothing, so no operation on it is legal
+
   struct Weighted {
     OpKind kind;
     int weight;
@@ -59,13 +62,17 @@ class Generator {
   void make_dependent(const Model& model, Op* op);
   Op make_tell(const Model& model, int c);
   int pick_told(const Model& model);
+  int pick_bounded_var(const Model& model);
+  void start_burst(OpKind kind);
   Op make_check();
   Op make_model_request();
   Form random_form(int most_terms);
   Rational coefficient_value();
-  Rational bound_real(int var);
+  Rational bound_real(int var, BoundKind kind, int world);
   Rational huge();
-  Rational hidden(int var);
+  Rational& hidden(int var, int world);
+  void settle_hidden(const Op& op);
+  int world_of(int index) const { return index / 2 % worlds_; }
   int pick_var() { return random_.pick(vars_); }
 
   Random random_;
@@ -74,13 +81,21 @@ class Generator {
   std::vector<int> vars_;
   std::vector<int> bound_indices_;
   std::vector<int> equation_indices_;
-  std::vector<int> setup_;          // indices to tell before anything else, the next one last
-  std::map<int, Rational> hidden_;  // a point that most equations hold at; bounds are drawn around it
+  std::vector<int> setup_;  // indices to tell before anything else, the next one last
+  // By variable and world: points at which most equations hold, around which bounds are drawn. Each bound belongs to a
+  // world; asserting one world after the other keeps the values moving.
+  std::map<std::pair<int, int>, Rational> hidden_;
+  int worlds_ = 1;
+  int world_ = 0;
   int length_ = 0;
+  int stray_percent_ = 0;
   int huge_percent_ = 0;
+  int defined_percent_ = 0;  // of the bounds that are on defined variables
   int strict_percent_ = 0;
   int constant_percent_ = 0;
-  int pops_left_ = 0;
+  OpKind burst_ = OpKind::kPush;  // what is done burst_left_ times in a row
+  int burst_left_ = 0;
+  OpKind last_ = OpKind::kPop;
 };
 
 }  // namespace tarku::tester

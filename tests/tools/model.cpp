@@ -49,7 +49,7 @@ void Model::tell_bound(const Op& op) {
   names_equation[op.index] = false;
   const auto old = told_bounds.find(op.index);
   const bool keep = old != told_bounds.end() && old->second.keep;
-  told_bounds[op.index] = {op.var, op.bound_kind, op.bound, true, keep};
+  told_bounds[op.index] = {op.var, op.bound_kind, op.bound, true, keep, false};
   told_on[op.var].push_back(op.index);
 }
 
@@ -64,7 +64,8 @@ bool Model::push(int c, bool implied) {
   ++num_pushed;
   const BoundKind kind = told_bounds[c].kind;
   if (kind == kDiseq) {
-    if (!in_conflict) told_bounds[c].unpushed = false;
+    told_bounds[c].unpushed = in_conflict;
+    told_bounds[c].unpushed_unknown = in_conflict;
     stack.push_back({c, -1, PushState::kInForce, false});
     diseqs.push_back(c);
     return !in_conflict;
@@ -78,6 +79,15 @@ bool Model::push(int c, bool implied) {
 bool Model::record_push(int c, int var, PushState state) {
   stack.push_back({c, var, state, false});
   return state == PushState::kInForce;
+}
+
+bool Model::fails_at_once(int c) const {
+  const ToldBound& told = told_bounds.at(c);
+  const auto mine = levels.find(told.var);
+  if (mine == levels.end() || mine->second.empty() || told.kind == kDiseq) return false;
+  const Level& top = mine->second.back();
+  if (told.kind != kUpper && top.upper && compare(told.bound, *top.upper) > 0) return true;
+  return told.kind != kLower && top.lower && compare(told.bound, *top.lower) < 0;
 }
 
 bool Model::push_side(int c, bool is_upper, bool implied) {
@@ -128,6 +138,7 @@ int Model::pop() {
   --num_pushed;
   ToldBound& told = told_bounds[top.index];
   told.unpushed = true;
+  told.unpushed_unknown = false;
   if (told.kind == kDiseq) diseqs.pop_back();
   if (told.kind == kEqual) {
     pop_levels(stack.back().var, top.index);
@@ -248,6 +259,13 @@ bool Model::legal_retract_equation(int c) const {
   return true;
 }
 
+// A push that was not tried stands above a contradiction. If disequalities have a part in that, a partial check does
+// not see it and knows nothing of the push; the owner has to pop it first.
+bool Model::has_untried_above_disequality() const {
+  if (in_conflict || diseqs.empty()) return false;
+  return std::any_of(stack.begin(), stack.end(), [](const Entry& entry) { return entry.state == PushState::kUntried; });
+}
+
 bool Model::legal(const Op& op) const {
   const auto bound = told_bounds.find(op.index);
   const bool told = bound != told_bounds.end();
@@ -275,8 +293,9 @@ bool Model::legal(const Op& op) const {
       return op.number >= 0;
     case OpKind::kPropagation:
       return op.number >= 0 && op.number <= 2;
-    case OpKind::kModel:  // the checker asks whether the last check was true
     case OpKind::kCheck:
+      return !op.partial || !has_untried_above_disequality();
+    case OpKind::kModel:  // the checker asks whether the last check was true
     case OpKind::kValues:
       return true;
   }

@@ -37,6 +37,7 @@ class Model {
     Value bound;
     bool unpushed;
     bool keep;
+    bool unpushed_unknown = false;  // a disequality that was pushed in conflict: left open until it is popped
   };
 
   enum class TellResult { kTold, kRepeated, kDropped, kRefused, kContradictory };
@@ -64,6 +65,8 @@ class Model {
 
   // Both give the result that the solver must give. An implied bound (see propagation) is taken for granted.
   bool push(int c, bool implied);
+  // Whether a push of c would contradict a bound in force on the same variable.
+  bool fails_at_once(int c) const;
   int pop();
   void add_equation(int c);
 
@@ -105,6 +108,7 @@ class Model {
   bool legal_equation(const Op& op) const;
   bool legal_tell(const Op& op) const;
   bool legal_retract_equation(int c) const;
+  bool has_untried_above_disequality() const;
   bool push_side(int c, bool is_upper, bool implied);
   bool record_push(int c, int var, PushState state);
   void pop_levels(int var, int c);

@@ -40,6 +40,7 @@ struct Options {
   bool keep_going = false;
   bool isolate = true;
   bool shrink = true;
+  bool strict = false;  // a replayed operation that is not legal counts as a failure
   std::string save_directory;
   std::vector<std::string> replay_files;
 };
@@ -50,7 +51,7 @@ struct Options {
       "%s\n"
       "usage: random_tester [--seed N] [--count N] [--seconds S] [--features core|diseq|propagation|model|all]\n"
       "                     [--keep-going] [--no-shrink] [--no-isolate] [--save DIRECTORY]\n"
-      "                     [--sabotage 1..%d] [--threads 1] [--replay FILE...]\n"
+      "                     [--sabotage 1..%d] [--threads 1] [--strict] [--replay FILE...]\n"
       "features may be joined by commas; --sabotage spoils what is observed and succeeds when that is noticed\n",
       offence.c_str(), kLastSabotage);
   std::exit(2);
@@ -85,6 +86,8 @@ bool parse_switch(const std::string& name, Options* options) {
     options->keep_going = true;
   } else if (name == "--no-shrink") {
     options->shrink = false;
+  } else if (name == "--strict") {
+    options->strict = true;
   } else if (name == "--isolate" || name == "--no-isolate") {
     options->isolate = name == "--isolate";
   } else {
@@ -178,7 +181,7 @@ Outcome outcome_of(const ChildResult& result) {
 Outcome replay_isolated(const Trace& trace, const Options& options) {
   return outcome_of(run_in_child(
       [&](const Sink& sink) {
-        const Verdict verdict = replay(trace, options.sabotage);
+        const Verdict verdict = replay(trace, options.sabotage, false);
         if (!verdict.failure) return;
         sink(verdict.failure->category() + "\n" + verdict.failure->what() + ", at step " +
              std::to_string(verdict.step + 1) + ": " + to_str(trace.ops[verdict.step]));
@@ -317,7 +320,7 @@ std::uint64_t replay_files(const Options& options) {
     std::string error;
     std::ifstream in(name);
     if (!in || !read_trace(in, &trace, &error)) usage("cannot read " + name + ": " + error);
-    const Verdict verdict = replay(trace, options.sabotage);
+    const Verdict verdict = replay(trace, options.sabotage, options.strict);
     if (!verdict.failure) continue;
     ++failures;
     std::printf("%s: %s, at step %zu: %s\n", name.c_str(), verdict.failure->what(), verdict.step + 1,

@@ -39,6 +39,6 @@ endforeach()
 # Traces of what once went wrong, or nearly did.
 file(GLOB TESTER_TRACES CONFIGURE_DEPENDS ${TESTER_DIR}/traces/*.trace)
 if(TESTER_TRACES)
-  add_test(NAME random_tester_traces COMMAND random_tester --replay ${TESTER_TRACES})
+  add_test(NAME random_tester_traces COMMAND random_tester --strict --replay ${TESTER_TRACES})
   set_tests_properties(random_tester_traces PROPERTIES LABELS fast)
 endif()

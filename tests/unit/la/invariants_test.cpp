@@ -188,7 +188,7 @@ TEST_F(Invariants, StackNoticesABoundOfTheOtherSideThatWasNotCarriedAlong) {
 // ---- no false alarms ----
 
 TEST_F(Invariants, HoldAfterAFailedCheckUntilTheNextSearch) {
-  p.bounds("c7: x2 >= 9; c8: x4 <= -20");
+  p.bounds("c7: x2 >= 9; c8: x3 >= 19/2");
   ASSERT_TRUE(p.push_all({6, 7}));
   ASSERT_TRUE(p.push(8));
   EXPECT_FALSE(p.check());

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <random>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace tarku::la {
@@ -44,6 +46,8 @@ TEST(Proof, BornWithOneReference) {
 }
 
 TEST(Proof, TheCountFollowsThePolymorphicHeader) {
+  static_assert(std::is_same_v<std::uint32_t, decltype(std::declval<const Proof&>().count())>);
+  static_assert(std::has_virtual_destructor_v<Proof> && !std::is_copy_constructible_v<Proof>);
   EXPECT_EQ(16u, sizeof(Proof));
   EXPECT_EQ(24u, sizeof(LaHyp));
   LaHyp leaf(0, 0);
@@ -198,6 +202,19 @@ TEST(ProofDepth, ZigzagThroughAllKindsOfSteps) {
   }
   Proof::release(chain);
   expect_nothing_lives();
+}
+
+TEST(ProofDepth, ChainsOfSplitsThroughEitherPremise) {
+  for (bool through_less : {true, false}) {
+    Proof* chain = new CountingLeaf;
+    for (int i = 0; i < kSteps; ++i) {
+      Proof* split = through_less ? new LaNeq(i, chain, nullptr) : new LaNeq(i, nullptr, chain);
+      Proof::release(chain);
+      chain = split;
+    }
+    Proof::release(chain);
+    expect_nothing_lives();
+  }
 }
 
 TEST(ProofDepth, ChainsUnderOtherRoots) {

@@ -575,6 +575,17 @@ TEST(RetractEquation, BeforeInitialisationTheVariableIsFreeAgain) {
   EXPECT_TRUE(p.check());
 }
 
+// Setting up sizes the tables by what is left; the retracted variable lies beyond them.
+TEST(RetractEquation, BeforeInitialisationOfTheLargestVariable) {
+  Problem p;
+  p.rows("e7: x30 = x1; e8: x3 = x1 + x2");
+  p.bounds("c1: x1 >= 1; c2: x30 <= 0");
+  p.retract_equation(7, 30);
+  EXPECT_TRUE(p.check());
+  EXPECT_TRUE(p.push_all({1, 2}));
+  EXPECT_TRUE(p.check());
+}
+
 TEST(RetractEquation, TheVariableMayBeDefinedAnew) {
   Problem p;
   p.rows("e7: x3 = x1 + x2");

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tarku/la/bounds.h"
 #include "tarku/numbers/dnumber.h"
 #include "tests/unit/support/counted.h"
 #include "tests/unit/support/failing_new.h"
@@ -60,6 +61,13 @@ TEST(VarMap, NewSlotsHoldTheDefault) {
   EXPECT_EQ(nullptr, pointers[2]);
   VarMap<std::vector<int>, true, true> lists;
   EXPECT_TRUE(lists[7].empty());
+  VarMap<VariableBounds, true, false> bounds;
+  bounds[2];
+  for (int v = 0; v < 4; ++v) {  // the last one lies beyond the end
+    EXPECT_EQ(1u, bounds.get(v).size());
+    EXPECT_TRUE(bounds.get(v).back().lower.is_minus_inf());
+    EXPECT_TRUE(bounds.get(v).back().upper.is_plus_inf());
+  }
 }
 
 TEST(VarMap, GrowthKeepsTheValues) {
@@ -269,6 +277,7 @@ TEST(VarMap, SurplusValuesAreDestroyed) {
 }
 
 TEST(VarMap, FailedGrowthKeepsTheMapUsable) {
+  if (!FailingNew::is_effective()) GTEST_SKIP() << "operator new is not ours";
   Tracked map;
   map[1] = 10;
   for (int successes : {0, 1}) {  // the flags fail, the values fail

@@ -3,13 +3,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <map>
+#include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "tarku/la/lasolver.h"
 #include "tarku/termination_test.h"
 #include "tests/unit/smt/term_text.h"
+#include "tests/unit/support/fourier_motzkin.h"
 
 namespace tarku::smt {
 namespace {
@@ -441,7 +446,13 @@ TEST_F(EngineTest, ALongConjunction) {
   EXPECT_TRUE(engine.bool_value(all));
 }
 
-// ---- random problems whose answer is known by construction ----
+// ---- random problems, whose answer is known by construction or from another procedure ----
+
+// TARKU_TEST_SEEDS=n runs n seeds of each.
+unsigned num_seeds(unsigned otherwise) {
+  const char* wanted = std::getenv("TARKU_TEST_SEEDS");
+  return wanted == nullptr ? otherwise : static_cast<unsigned>(std::atoi(wanted));
+}
 
 class RandomProblems : public EngineTest {
  protected:
@@ -507,7 +518,7 @@ class RandomProblems : public EngineTest {
 };
 
 TEST_F(RandomProblems, PlantedSolutionsAreFoundInEveryOrder) {
-  for (unsigned seed = 1; seed <= 150; ++seed) {
+  for (unsigned seed = 1; seed <= num_seeds(150); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     start(seed, pick(2, 6));
     std::map<std::uint32_t, QNumber> point;
@@ -544,7 +555,7 @@ TEST_F(RandomProblems, PlantedSolutionsAreFoundInEveryOrder) {
 // A contradiction in which every assertion is needed: forms f_1 .. f_n and -(c_1 f_1 + .. + c_n f_n) cannot all be
 // positive. Satisfiable assertions around it do not hide it, and it goes with its level.
 TEST_F(RandomProblems, PlantedContradictionsAreFoundInEveryOrder) {
-  for (unsigned seed = 1; seed <= 200; ++seed) {
+  for (unsigned seed = 1; seed <= num_seeds(200); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     start(seed, pick(2, 6));
     std::map<std::uint32_t, QNumber> point;
@@ -595,6 +606,135 @@ TEST_F(RandomProblems, PlantedContradictionsAreFoundInEveryOrder) {
     ASSERT_EQ(e.check(), Answer::sat);
     ASSERT_EQ(e.solver().check_invariants(), "");
   }
+}
+
+// A literal with what the judge needs to know about it.
+struct JudgedLiteral {
+  Term term;
+  std::vector<tarku::test::LinearForm> equations, at_least_zero;
+  std::string positive, negative;  // Boolean symbol, when it is a Boolean literal
+};
+
+bool judge(const std::vector<JudgedLiteral>& literals) {
+  std::vector<tarku::test::LinearForm> equations, at_least_zero;
+  std::set<std::string> positive, negative;
+  for (const JudgedLiteral& l : literals) {
+    equations.insert(equations.end(), l.equations.begin(), l.equations.end());
+    at_least_zero.insert(at_least_zero.end(), l.at_least_zero.begin(), l.at_least_zero.end());
+    if (!l.positive.empty()) positive.insert(l.positive);
+    if (!l.negative.empty()) negative.insert(l.negative);
+  }
+  for (const std::string& name : positive) {
+    if (negative.count(name) != 0) return false;
+  }
+  return tarku::test::feasible(equations, at_least_zero);
+}
+
+class JudgedProblems : public RandomProblems {
+ protected:
+  JudgedLiteral boolean() {
+    const std::string name = std::string("p") + std::to_string(pick(1, 3));
+    if (pick(0, 1) == 0) return {text(name), {}, {}, name, ""};
+    return {terms.mk(Op::not_op, text(name)), {}, {}, "", name};
+  }
+
+  // left <relation> right as a term, and right - left or left - right as a form that is at least 0.
+  JudgedLiteral linear() {
+    tarku::test::LinearForm difference;  // right - left
+    Term sides[2];
+    for (int side = 0; side < 2; ++side) {
+      const int sign = side == 0 ? -1 : 1;
+      const int constant = pick(-2, 2);
+      std::vector<Term> parts = {terms.mk_real(constant)};
+      difference.real += sign * constant;
+      for (int i = pick(side == 0 ? 1 : 0, 2); i > 0; --i) {
+        const auto v = static_cast<std::size_t>(pick(0, static_cast<int>(symbols.size()) - 1));
+        const int numerator = pick(-2, 2), denominator = pick(0, 4) == 0 ? 3 : 1;
+        parts.push_back(times(QNumber(std::int64_t{numerator}, std::int64_t{denominator}), symbols[v]));
+        tarku::test::LinearForm part;
+        if (numerator != 0) part.coeffs[static_cast<int>(v)] = mpq_class(numerator, denominator);
+        difference.add(part, sign);
+      }
+      sides[side] = terms.mk(Op::add, parts);
+    }
+    return relate(sides[0], sides[1], difference);
+  }
+
+  JudgedLiteral relate(Term left, Term right, const tarku::test::LinearForm& difference) {
+    tarku::test::LinearForm reverse;
+    reverse.add(difference, -1);
+    tarku::test::LinearForm strictly = difference, reverse_strictly = reverse;
+    strictly.delta -= 1;
+    reverse_strictly.delta -= 1;
+    switch (pick(0, 6)) {
+      case 0:
+        return {terms.mk(Op::less, left, right), {}, {strictly}, "", ""};
+      case 1:
+        return {terms.mk(Op::less_equal, left, right), {}, {difference}, "", ""};
+      case 2:
+        return {terms.mk(Op::greater, left, right), {}, {reverse_strictly}, "", ""};
+      case 3:
+        return {terms.mk(Op::greater_equal, left, right), {}, {reverse}, "", ""};
+      case 4:
+        return {terms.mk(Op::equal, left, right), {difference}, {}, "", ""};
+      case 5:
+        return {terms.mk(Op::not_op, terms.mk(Op::less, left, right)), {}, {reverse}, "", ""};
+      default:
+        return {terms.mk(Op::not_op, terms.mk(Op::greater_equal, left, right)), {}, {strictly}, "", ""};
+    }
+  }
+
+  static std::vector<JudgedLiteral> in_force(const std::vector<std::vector<JudgedLiteral>>& levels) {
+    std::vector<JudgedLiteral> all;
+    for (const auto& level : levels) all.insert(all.end(), level.begin(), level.end());
+    return all;
+  }
+};
+
+TEST_F(JudgedProblems, EveryOrderOfCallsAgreesWithElimination) {
+  unsigned num_sat = 0, num_unsat = 0;
+  for (unsigned seed = 1; seed <= num_seeds(150); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    start(seed, 4);
+    Engine e(terms);
+    std::vector<std::vector<JudgedLiteral>> levels(1);
+    std::map<int, JudgedLiteral> by_index;
+    for (int step = 0; step < 40; ++step) {
+      const int what = pick(0, 11);
+      if (what <= 1) {
+        e.push();
+        levels.emplace_back();
+      } else if (what <= 3) {
+        if (levels.size() == 1) continue;
+        e.pop();
+        levels.pop_back();
+      } else if (what <= 6) {
+        const bool interrupted = pick(0, 5) == 0;
+        StopAfter stop(pick(0, 6));
+        if (interrupted) e.set_termination_test(&stop);
+        const Answer answer = e.check();
+        e.set_termination_test(nullptr);
+        ASSERT_EQ(e.solver().check_invariants(), "");
+        if (interrupted && answer == Answer::unknown) continue;
+        ASSERT_EQ(name_of(answer), judge(in_force(levels)) ? "sat" : "unsat");
+        ++(answer == Answer::sat ? num_sat : num_unsat);
+        if (answer == Answer::sat) {
+          for (const JudgedLiteral& l : in_force(levels)) ASSERT_TRUE(e.bool_value(l.term));
+        } else {
+          std::vector<JudgedLiteral> core;
+          for (const int i : e.unsat_core()) core.push_back(by_index.at(i));
+          ASSERT_FALSE(judge(core));
+        }
+      } else if (in_force(levels).size() < 12) {
+        const JudgedLiteral literal = pick(0, 7) == 0 ? boolean() : linear();
+        by_index[e.assert_term(literal.term)] = literal;
+        levels.back().push_back(literal);
+      }
+    }
+  }
+  // The problems are no walkover for either answer.
+  EXPECT_GT(num_sat, num_seeds(150));
+  EXPECT_GT(num_unsat, num_seeds(150));
 }
 
 }  // namespace

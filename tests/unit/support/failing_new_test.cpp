@@ -26,35 +26,36 @@ void* allocate_or_throw(std::size_t size) {
 
 }  // namespace
 
-// Array and nothrow forms too: a sanitizer's own versions would not match the operator delete below.
-void* operator new(std::size_t size) {
+// Array and nothrow forms too: a sanitizer's own versions would not match the operator delete below. Never inlined,
+// since a tool that replaces them must catch every call or none.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   return allocate_or_throw(size);
 }
-void* operator new[](std::size_t size) {
+[[gnu::noinline]] void* operator new[](std::size_t size) {
   return allocate_or_throw(size);
 }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return allocate(size);
 }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return allocate(size);
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   std::free(block);
 }
-void operator delete[](void* block) noexcept {
+[[gnu::noinline]] void operator delete[](void* block) noexcept {
   std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
   std::free(block);
 }
-void operator delete[](void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept {
   std::free(block);
 }
-void operator delete(void* block, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept {
   std::free(block);
 }
-void operator delete[](void* block, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void operator delete[](void* block, const std::nothrow_t&) noexcept {
   std::free(block);
 }
 
@@ -67,9 +68,20 @@ FailingNew::~FailingNew() {
   successes_left = -1;
 }
 
+bool FailingNew::is_effective() {
+  FailingNew failing(0);
+  try {
+    ::operator delete(::operator new(1));
+    return false;
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+}
+
 namespace {
 
 TEST(FailingNew, FailsAfterTheGivenNumberOfSuccesses) {
+  if (!FailingNew::is_effective()) GTEST_SKIP() << "operator new is not ours";
   std::unique_ptr<int> first, second;
   bool failed = false;
   {

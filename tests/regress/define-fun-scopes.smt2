@@ -1,0 +1,15 @@
+; The free names of a body mean what they meant at its place; parameters hide global names.
+(set-logic QF_LRA)
+(declare-fun y () Real)
+(declare-fun a () Real)
+(define-fun f ((a Real)) Real (+ a y))
+(define-fun g ((y Real)) Real (let ((a y)) (f (* 2 a))))
+(assert (= y 100))
+(assert (= a 1000))
+(check-sat)
+(get-value ((f 1) (g 3) (let ((y 7)) (g y)) (let ((a 5)) (f a))))
+; expect: sat
+; expect: (((f 1) 101.0)
+; expect:  ((g 3) 106.0)
+; expect:  ((let ((y 7)) (g y)) 114.0)
+; expect:  ((let ((a 5)) (f a)) 105.0))

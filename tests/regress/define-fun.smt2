@@ -1,0 +1,16 @@
+; Functions with parameters stand for their bodies.
+(set-logic QF_LRA)
+(declare-fun x () Real)
+(declare-fun y () Real)
+(define-fun mean ((a Real) (b Real)) Real (/ (+ a b) 2))
+(define-fun within ((low Real) (v Real) (high Real)) Bool (and (<= low v) (<= v high)))
+(define-fun scaled ((k Real) (v Real)) Real (* k v))
+(define-const limit Real (scaled 3 (scaled 2 1)))
+(assert (within limit (mean x (scaled 2 y)) limit))
+(assert (= x y))
+(check-sat)
+(get-value (x limit (mean 1 2)))
+; expect: sat
+; expect: ((x 4.0)
+; expect:  (limit 6.0)
+; expect:  ((mean 1 2) (/ 3.0 2.0)))

@@ -1,0 +1,17 @@
+; Names that are taken.
+(declare-fun x () Real)
+(declare-fun x () Bool)
+; expect: (error "error-declarations.smt2:3:14: 'x' is declared already")
+(define-fun + ((a Real)) Real a)
+; expect: (error "error-declarations.smt2:5:13: '+' is a name of the theory and cannot be declared")
+(assert (! (> x 0) :named x))
+; expect: (error "error-declarations.smt2:7:27: 'x' is declared already")
+(define-sort Real () Bool)
+; expect: (error "error-declarations.smt2:9:14: sort 'Real' is a name of the theory and cannot be declared")
+(define-fun f ((a Real) (a Real)) Real a)
+; expect: (error "error-declarations.smt2:11:26: 'a' occurs twice among the parameters")
+(assert (let ((a x) (a 1)) (> a 0)))
+; expect: (error "error-declarations.smt2:13:9: 'a' occurs twice among the variables of one 'let'")
+(declare-const forall Real)
+; expect: (error "error-declarations.smt2:15:16: expected the name of a constant, found 'forall'")
+; expect-exit: 1

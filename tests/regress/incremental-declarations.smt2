@@ -1,0 +1,20 @@
+; Names declared in a level go with it and can be declared anew, with another sort.
+(set-logic QF_LRA)
+(push 1)
+(declare-fun x () Real)
+(define-fun f ((a Real)) Real (+ a x))
+(define-sort S () Real)
+(assert (> (f 1) 2))
+(check-sat)
+; expect: sat
+(pop 1)
+(declare-fun x () Bool)
+(define-fun f () Bool (not x))
+(define-sort S () Bool)
+(declare-const y S)
+(assert (and f y))
+(check-sat)
+(get-value (x y))
+; expect: sat
+; expect: ((x false)
+; expect:  (y true))

@@ -1,0 +1,11 @@
+; What the program tells about itself.
+(get-info :name)
+; expect: (:name "tarku")
+(get-info :version)
+; expect-match: \(:version "\d+\.\d+\.\d+"\)
+(get-info :authors)
+; expect-match: \(:authors ".+"\)
+(get-info :error-behavior)
+; expect: (:error-behavior continued-execution)
+(get-info :assertion-stack-levels)
+; expect: (:assertion-stack-levels 0)

@@ -1,0 +1,21 @@
+; A model lists the declared names in their order, and no defined ones.
+(set-logic QF_LRA)
+(declare-fun b () Real)
+(declare-const flag Bool)
+(define-fun half ((r Real)) Real (/ r 2))
+(define-const two Real 2)
+(declare-fun |a name| () Real)
+(declare-fun |0| () Real)
+(assert (= b (half two)))
+(assert (= |a name| (- b)))
+(assert (= |0| (half b)))
+(assert (not flag))
+(check-sat)
+(get-model)
+; expect: sat
+; expect: (
+; expect:   (define-fun b () Real 1.0)
+; expect:   (define-fun flag () Bool false)
+; expect:   (define-fun |a name| () Real (- 1.0))
+; expect:   (define-fun |0| () Real (/ 1.0 2.0))
+; expect: )

@@ -1,0 +1,17 @@
+; Values are exact and in lowest terms.
+(set-logic QF_LRA)
+(declare-fun a () Real)
+(declare-fun b () Real)
+(declare-fun c () Real)
+(declare-fun d () Real)
+(assert (= (* 6 a) 4))
+(assert (= (* (- 3) b) 1))
+(assert (= (/ c 1000000007) 1000000009))
+(assert (= d (- 0.125)))
+(check-sat)
+; expect: sat
+(get-value (a b c d))
+; expect: ((a (/ 2.0 3.0))
+; expect:  (b (- (/ 1.0 3.0)))
+; expect:  (c 1000000016000000063.0)
+; expect:  (d (- (/ 1.0 8.0))))
