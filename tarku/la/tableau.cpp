@@ -32,7 +32,7 @@ void move_term(Term* to, Term* from) {
 // A big number whose value has become small again is replaced by a fresh small one: operations on big numbers never
 // give a small result by themselves, and one overflow would otherwise slow its row down for good.
 void keep_small(QNumber* value) {
-  if (!value->is_small()) {
+  if (!value->is_small() && value->fits_small()) {
     QNumber smallest = value->compact();
     value->swap(smallest);
   }

@@ -25,7 +25,7 @@ struct GcdTable {
 };
 constexpr GcdTable kGcdTable;
 
-// gcd_words with its last steps looked up; not negative words only.
+// gcd_words with its last steps looked up, for words that are not negative.
 std::int64_t gcd(std::int64_t first, std::int64_t second) {
   auto a = static_cast<std::uint64_t>(first), b = static_cast<std::uint64_t>(second);
   while ((a | b) >= kTableSide) {
@@ -38,9 +38,10 @@ std::int64_t gcd(std::int64_t first, std::int64_t second) {
   return kGcdTable.entry[a][b];
 }
 
+// Not for the most negative word, which no small value holds.
 std::int64_t absolute(std::int64_t x) {
   return x < 0 ? -x : x;
-}  // never of the most negative word
+}
 
 }  // namespace
 

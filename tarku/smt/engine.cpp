@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cassert>
+#include <limits>
 
 #include "tarku/la/lasolver.h"
 #include "tarku/smt/flatten.h"
+#include "tarku/smt/pacing.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::smt {
@@ -146,9 +148,40 @@ Answer Engine::search() {
   if (conflict_.empty()) push_new_literals();
   // Without anything pushed there is nothing to search, and the solver stays open for cheap telling.
   const bool idle = !solver_->initialized_ && solver_->constraint_stack_.empty();
-  if (conflict_.empty() && !idle && !solver_->check(false)) set_solver_conflict();
+  if (conflict_.empty() && !idle && !is_consistent()) set_solver_conflict();
   if (!conflict_.empty()) return Answer::unsat;
   return unsupported_.empty() ? Answer::sat : Answer::unknown;
+}
+
+// The search itself, in rounds of alternating pivot rules.
+bool Engine::is_consistent() {
+  constexpr std::uint64_t first_patience = 100;  // measured: much less or more loses on some linear programs
+  constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+  constexpr std::uint64_t always = 1;
+  struct Settings {  // the solver's own, put back however the search ends
+    la::Solver& solver;
+    TerminationTest* test;
+    ~Settings() {
+      solver.termination_test_ = test;
+      solver.pivot_limit_override_ = 0;
+    }
+  };
+  const Settings guard{*solver_, solver_->termination_test_};
+  Pacer pacer(solver_->violated_basics_, termination_test_);
+  solver_->termination_test_ = &pacer;
+  for (std::uint64_t patience = first_patience;; patience *= 2) {
+    for (const std::uint64_t smallest_index_from : {never, always}) {
+      solver_->pivot_limit_override_ = smallest_index_from;
+      pacer.start_round(smallest_index_from == always ? 2 * patience : patience);
+      try {
+        if (!solver_->check(true)) return false;
+        solver_->termination_test_ = termination_test_;
+        return solver_->diseqs_.empty() || solver_->check(false);
+      } catch (const Pacer::Stuck&) {
+        // the next round goes on from here
+      }
+    }
+  }
 }
 
 // The one place where forms and bounds reach the solver, a form with its first bound. All of this precedes the pushing,

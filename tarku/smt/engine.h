@@ -128,6 +128,7 @@ class Engine {
 
   void forget_answer();
   Answer search();
+  bool is_consistent();
   void tell_new_atoms();
   void solve_equalities();
   void adopt_definitions(const EqualitySystem& system);

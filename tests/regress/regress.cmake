@@ -8,3 +8,8 @@ foreach(script ${REGRESS_SCRIPTS})
     COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/regress/run $<TARGET_FILE:tarku-bin> ${script})
   set_tests_properties(${name} PROPERTIES LABELS fast)
 endforeach()
+
+# The command line itself: usage, exit statuses, dialogues, signals.
+add_test(NAME regress/program
+  COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/regress/program $<TARGET_FILE:tarku-bin>)
+set_tests_properties(regress/program PROPERTIES LABELS fast)

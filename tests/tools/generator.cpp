@@ -18,6 +18,7 @@ std::uint64_t Random::next() {
 
 Generator::Generator(std::uint64_t seed, const Features& features) : random_(seed), features_(features) {
   random_.next();
+  deep_ = random_.chance(20);
   choose_config();
   choose_names();
   plan_setup();
@@ -25,7 +26,7 @@ Generator::Generator(std::uint64_t seed, const Features& features) : random_(see
   huge_percent_ = random_.chance(4) ? 25 : 0;
   stray_percent_ = random_.pick<int>({0, 10, 20, 40});
   worlds_ = random_.between(1, 3);
-  defined_percent_ = random_.pick<int>({20, 50, 95});
+  defined_percent_ = deep_ ? 90 : random_.pick<int>({20, 50, 95});
   strict_percent_ = random_.pick<int>({0, 10, 40});
   constant_percent_ = random_.chance(3) ? 20 : 0;
 }
@@ -41,24 +42,24 @@ void Generator::choose_config() {
 
 // Mostly small dense ids; sometimes gaps, seldom wide ones.
 void Generator::choose_names() {
-  const int count = random_.pick<int>({2, 3, 4, 4, 5, 5, 6, 6, 7, 8});
+  const int count = deep_ ? 8 : random_.pick<int>({2, 3, 4, 4, 5, 5, 6, 6, 7, 8});
   const int widest = random_.chance(90) ? 1 : random_.pick<int>({3, 20, 20, 300});
   int id = 0;
   for (int i = 0; i < count; ++i) vars_.push_back(id += random_.between(1, widest));
-  const int bounds = random_.between(4, 14);
+  const int bounds = deep_ ? 14 : random_.between(4, 14);
   const int stride = random_.chance(90) ? 1 : 1000;
   for (int i = 0; i < bounds; ++i) bound_indices_.push_back(stride * i + (random_.chance(95) ? 1 : 0));
-  const int equations = random_.chance(5) ? 0 : random_.between(1, std::min(5, count));
+  const int equations = deep_ ? random_.between(4, 5) : random_.chance(5) ? 0 : random_.between(1, std::min(5, count));
   for (int i = 0; i < equations; ++i) equation_indices_.push_back(stride * 14 + 20 + i);
 }
 
 // Most sequences tell nearly everything before they begin to assert; some tell as they go.
 void Generator::plan_setup() {
-  const int percent = random_.pick<int>({20, 60, 90, 90, 100, 100});
+  const int percent = deep_ ? 100 : random_.pick<int>({20, 60, 90, 90, 100, 100});
   for (int c : equation_indices_) {
     if (random_.chance(percent)) setup_.push_back(c);
   }
-  const bool equations_first = random_.chance(70);
+  const bool equations_first = deep_ || random_.chance(70);
   for (int c : bound_indices_) {
     if (!random_.chance(percent)) continue;
     const int last = static_cast<int>(setup_.size());
@@ -160,7 +161,7 @@ Op Generator::make(OpKind kind, const Model& model) {
 
 void Generator::start_burst(OpKind kind) {
   burst_ = kind;
-  burst_left_ = random_.between(1, 6);
+  burst_left_ = deep_ ? random_.between(3, 9) : random_.between(1, 6);
 }
 
 // A told bound that is not asserted, mostly of the world that is being asserted, and one that does not contradict
@@ -223,7 +224,10 @@ Rational Generator::bound_real(int var, BoundKind kind, int world) {
 Form Generator::random_form(int most_terms) {
   Form form;
   const int terms = random_.between(1, most_terms);
-  for (int i = 0; i < terms; ++i) form.push_back({pick_var(), coefficient_value()});
+  const std::size_t choice = deep_ ? vars_.size() / 2 : vars_.size();  // deep rows are over the first variables only
+  for (int i = 0; i < terms; ++i) {
+    form.push_back({vars_[static_cast<std::size_t>(random_.below(static_cast<int>(choice)))], coefficient_value()});
+  }
   return normalized(form);
 }
 
@@ -257,7 +261,7 @@ Op Generator::make_equation(const Model& model, int c) {
   Op op;
   op.kind = OpKind::kEquation;
   op.index = c;
-  op.terms = random_form(4);
+  op.terms = random_form(deep_ ? 6 : 4);
   // Mostly the defined variables are the last ones, each defined once.
   const auto place = std::find(equation_indices_.rbegin(), equation_indices_.rend(), c) - equation_indices_.rbegin();
   op.var = random_.chance(75) ? vars_[vars_.size() - 1 - static_cast<std::size_t>(place)] : pick_var();

@@ -87,6 +87,7 @@ class Generator {
   std::map<std::pair<int, int>, Rational> hidden_;
   int worlds_ = 1;
   int world_ = 0;
+  bool deep_ = false;  // many bounded definitions over few variables: work for the search
   int length_ = 0;
   int stray_percent_ = 0;
   int huge_percent_ = 0;

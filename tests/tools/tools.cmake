@@ -24,21 +24,21 @@ target_link_libraries(random_tester PRIVATE tester_oracle tarku)
 tarku_warnings(random_tester)
 
 # Seeds are fixed, so that a failure in CI can be repeated; the tester prints them.
-add_test(NAME random_tester_core COMMAND random_tester --count 20000)
-add_test(NAME random_tester_million COMMAND random_tester --seed 100000 --count 1000000)
-set_tests_properties(random_tester_core PROPERTIES LABELS fast TIMEOUT 600)
-set_tests_properties(random_tester_million PROPERTIES LABELS slow TIMEOUT 7200)
+add_test(NAME random_tester/core COMMAND random_tester --count 20000)
+add_test(NAME random_tester/million COMMAND random_tester --seed 100000 --count 1000000)
+set_tests_properties(random_tester/core PROPERTIES LABELS fast TIMEOUT 600)
+set_tests_properties(random_tester/million PROPERTIES LABELS slow TIMEOUT 7200)
 
 # Each way of spoiling what is observed must be noticed.
 foreach(mode RANGE 1 9)
-  add_test(NAME random_tester_sabotage_${mode}
+  add_test(NAME random_tester/sabotage_${mode}
     COMMAND random_tester --count 5000 --sabotage ${mode})
-  set_tests_properties(random_tester_sabotage_${mode} PROPERTIES LABELS fast)
+  set_tests_properties(random_tester/sabotage_${mode} PROPERTIES LABELS fast)
 endforeach()
 
 # Traces of what once went wrong, or nearly did.
 file(GLOB TESTER_TRACES CONFIGURE_DEPENDS ${TESTER_DIR}/traces/*.trace)
 if(TESTER_TRACES)
-  add_test(NAME random_tester_traces COMMAND random_tester --strict --replay ${TESTER_TRACES})
-  set_tests_properties(random_tester_traces PROPERTIES LABELS fast)
+  add_test(NAME random_tester/traces COMMAND random_tester --strict --replay ${TESTER_TRACES})
+  set_tests_properties(random_tester/traces PROPERTIES LABELS fast)
 endif()

@@ -192,6 +192,23 @@ TEST(PushBound, AVariableOutsideTheTableauIsBoundedLikeAnyOther) {
   EXPECT_EQ("3", p.value(900));
 }
 
+TEST(PushBound, VariableZeroIsABoundedVariableLikeAnyOther) {
+  Problem p;
+  p.rows("x2 = x0 + x1");
+  p.bounds("c1: x0 >= 3; c2: x1 >= 1; c3: x2 <= 3; c4: x0 <= 2; c5: x0 = 3");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  EXPECT_EQ(2u, p.levels(0));
+  EXPECT_FALSE(p.check());
+  p.pop();
+  EXPECT_FALSE(p.push(4));
+  p.pop();
+  EXPECT_TRUE(p.push(5));
+  EXPECT_TRUE(p.check());
+  p.pop(3);
+  EXPECT_EQ(1u, p.levels(0));
+  EXPECT_EQ("-inf", p.lower(0));
+}
+
 // ---- immediate conflicts ----
 
 TEST(PushConflict, NamesTheOlderPartnerThenTheNewConstraint) {
@@ -507,6 +524,15 @@ TEST(PopConstraint, ClearsInConflictAlways) {
   p.pop();
   EXPECT_FALSE(p.solver.in_conflict_);
   EXPECT_TRUE(p.check());
+}
+
+// Halves may be pushed by hand, without being counted; popping them must not count below zero.
+TEST(PopConstraint, NeverCountsBelowZero) {
+  Problem p;
+  p.bounds("c1: x1 >= 3");
+  EXPECT_TRUE(p.solver.push_lower_bound(1, nullptr, false));
+  EXPECT_EQ(1, p.solver.pop_constraint());
+  EXPECT_EQ(0u, p.solver.num_pushed_);
 }
 
 // An implication recorded at height n goes as soon as the stack is back at n, even if its cause is still there.

@@ -212,6 +212,22 @@ TEST(TellEquationLate, GivesTheNewVariableItsValueInBothAssignments) {
   EXPECT_EQ(1u, changed(p).count(3));
 }
 
+TEST(TellEquationLate, ATermOfTheDefiningVariableIsNotCountedIntoItsValue) {
+  for (const char* own : {"-1", "2"}) {
+    Problem p;
+    p.bounds("c1: x1 >= 5; c2: x3 >= 7");
+    EXPECT_TRUE(p.push_all({1, 2}));
+    EXPECT_TRUE(p.check());
+    Equation eq(3);
+    eq.add_term(1, QNumber(4));
+    eq.add_term(3, test::rational(own));
+    p.pop();
+    p.tell(50, eq);
+    EXPECT_EQ(own[0] == '2' ? "-10" : "20", p.value(3));
+    EXPECT_TRUE(p.check());
+  }
+}
+
 TEST(TellEquationLate, KeepsTheTwoAssignmentsApart) {
   Problem p;
   p.bounds("c1: x1 >= 5; c2: x1 >= 8");

@@ -516,7 +516,7 @@ class TrapWalk : public testing::TestWithParam<unsigned> {
   bool on_stack(int c) const { return std::find(stack.begin(), stack.end(), c) != stack.end(); }
 
   void tell_bound() {
-    static const char* const relations[] = {">=", "<=", "=", "<", ">", ">="};
+    static const char* const relations[] = {">=", "<=", "=", "<", ">", "!="};
     static const char* const numbers[] = {"0", "1", "-1", "2", "-2", "1/2", "0", "100000000000000000000"};
     if (told.size() > 30) return;
     told.push_back(next_bound);

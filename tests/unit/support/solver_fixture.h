@@ -160,22 +160,57 @@ class Problem {
 
   void expect_invariants(const std::string& when) const { EXPECT_EQ("", solver.check_invariants()) << when; }
 
-  bool satisfiable(const std::vector<int>& constraints, bool with_disequalities) const {
-    std::vector<LinearForm> at_least_zero;
-    std::vector<const Told*> disequalities;
-    for (int c : constraints) {
+  // Does told constraint c follow from the told equations and the constraints `reason`?
+  bool follows(int c, const std::vector<int>& reason) const {
+    const Told& t = told_.at(c);
+    std::vector<LinearForm> forms = bounds_of(reason);
+    const bool below = feasible(equations_, with(forms, strict(t, -1)));
+    const bool above = feasible(equations_, with(forms, strict(t, 1)));
+    if (t.kind == 1) return !below;
+    if (t.kind == 3) return !above;
+    if (t.kind == 2) return !below && !above;
+    return !feasible(equations_, with(with(forms, to_form(t.var, t.bound, 1)), to_form(t.var, t.bound, -1)));
+  }
+
+  // The model keeps every told equation and every asserted bound and disequality.
+  void expect_model_fits() {
+    auto value = [&](int var) {
+      QNumber q;
+      EXPECT_TRUE(solver.get_value(var, &q)) << "x" << var << " has no model value";
+      return to_mpq(q);
+    };
+    for (const LinearForm& eq : equations_) {
+      mpq_class sum = eq.real;
+      for (const auto& [var, c] : eq.coeffs) sum += c * value(var);
+      EXPECT_EQ(0, sgn(sum)) << "an equation does not hold in the model: " << eq.key();
+    }
+    for (int c : asserted_) {
       auto it = told_.find(c);
       if (it == told_.end()) continue;
       const Told& t = it->second;
-      if (t.kind == 1 || t.kind == 2) at_least_zero.push_back(to_form(t.var, t.bound, 1));
-      if (t.kind == 3 || t.kind == 2) at_least_zero.push_back(to_form(t.var, t.bound, -1));
-      if (t.kind == 4 && with_disequalities) disequalities.push_back(&t);
+      const int order = cmp(value(t.var), to_mpq(t.bound.real()));
+      const int delta = t.bound.delta().sign();
+      const bool fits = t.kind == 1   ? order > 0 || (order == 0 && delta <= 0)
+                        : t.kind == 3 ? order < 0 || (order == 0 && delta >= 0)
+                        : t.kind == 2 ? order == 0
+                                      : order != 0;
+      EXPECT_TRUE(fits) << "c" << c << " does not hold in the model";
     }
-    if (!feasible(equations_, at_least_zero)) return false;
+  }
+
+  const std::vector<int>& asserted() const { return asserted_; }
+
+  bool satisfiable(const std::vector<int>& constraints, bool with_disequalities) const {
+    const std::vector<LinearForm> forms = bounds_of(constraints);
+    if (!feasible(equations_, forms)) return false;
     // A convex set is covered by finitely many hyperplanes only if one of them covers it.
-    for (const Told* t : disequalities) {
-      bool below = feasible(equations_, with(at_least_zero, strict(*t, -1)));
-      if (!below && !feasible(equations_, with(at_least_zero, strict(*t, 1)))) return false;
+    for (int c : constraints) {
+      auto it = told_.find(c);
+      if (it == told_.end() || it->second.kind != 4 || !with_disequalities) continue;
+      if (!feasible(equations_, with(forms, strict(it->second, -1))) &&
+          !feasible(equations_, with(forms, strict(it->second, 1)))) {
+        return false;
+      }
     }
     return true;
   }
@@ -198,6 +233,19 @@ class Problem {
 
   static std::vector<LinearForm> with(std::vector<LinearForm> forms, LinearForm extra) {
     forms.push_back(std::move(extra));
+    return forms;
+  }
+
+  // The lower, upper and equal bounds among `constraints`, each as a form that is at least zero.
+  std::vector<LinearForm> bounds_of(const std::vector<int>& constraints) const {
+    std::vector<LinearForm> forms;
+    for (int c : constraints) {
+      auto it = told_.find(c);
+      if (it == told_.end()) continue;
+      const Told& t = it->second;
+      if (t.kind == 1 || t.kind == 2) forms.push_back(to_form(t.var, t.bound, 1));
+      if (t.kind == 3 || t.kind == 2) forms.push_back(to_form(t.var, t.bound, -1));
+    }
     return forms;
   }
 
