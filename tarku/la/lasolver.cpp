@@ -51,6 +51,7 @@ Solver::Solver(bool proofs, int verbosity) : verbosity_(verbosity), tableau_(ver
 Solver::~Solver() {
   if (!proofs_enabled_) return;
   Proof::release(conflict_proof_);
+  Proof::release(failed_proof_);
   for (auto& leaf : hyp_proofs_) {
     Proof::release(leaf.second);
   }
@@ -146,12 +147,14 @@ void Solver::tell_equation(int c, const Equation& eq) {
   std::vector<int> rows;
   tableau_.add_equation(eq, initialized_, &rows, unbounded);
   equations_.insert(c);
-  if (initialized_) {
-    for (const Equation::VarCoeff& term : eq.terms()) {
-      touch(term.var);
-    }
+  if (!initialized_) return;
+  for (const Equation::VarCoeff& term : eq.terms()) {
+    touch(term.var);
+  }
+  if (tableau_.check()) {
     fix_after_uneliminate(eq, rows);
-    tableau_inconsistent_ = tableau_inconsistent_ || !tableau_.check();
+  } else {
+    tableau_inconsistent_ = true;
   }
 }
 
@@ -172,12 +175,21 @@ void Solver::retract_equation(int c, int var) {
   saved_beta_[var] = fresh_zero();
   cur_beta_[var] = saved_beta_[var];
   touch(var);
+  while (num_implied_ > 0) {
+    drop_last_implication();
+  }
+  implied_reported_ = 0;
+  if (!initialized_) return;
   // Neither variable is basic now, and either may lie outside its bounds.
   add_suspect(var);
   if (left_basis >= 0) {
     add_suspect(left_basis);
   }
   resync_needed_ = true;
+  // A conflict that a search found may have rested on the equation; one between two bounds did not.
+  if (failed_height_ == 0) {
+    in_conflict_ = false;
+  }
 }
 
 void Solver::fix_after_uneliminate(const Equation& eq, const std::vector<int>& rows) {
@@ -203,6 +215,7 @@ void Solver::evaluate_into(int var, const Equation& eq) {
     const DNumber value = eval_equation(eq, *values, true);
     (*values)[var] = scaled ? value * scale : value;
   }
+  note_integrality(saved_beta_.raw(var));
   mark_changed(var);
   add_suspect(var);
   if (tableau_.is_basic(var) && violating(var, cur_beta_)) {
@@ -228,6 +241,7 @@ void Solver::do_tell_bound(int c, int var, const DNumber& b, int kind) {
   RangeConstraint& rc = constraints_[c];
   if (rc.flags != 0) {
     drop_hyp_proofs(c);  // its leaves may have been those of another kind
+    forget_implications_of(c);
   }
   rc.var = var;
   rc.bound = b;
@@ -263,7 +277,7 @@ bool Solver::push_constraint(int c) {
 
 bool Solver::push_bound(int c, DNumber* b, bool no_record, bool is_upper) {
   if (in_conflict_ || (!initialized_ && !initialize())) {
-    record(c, -1, no_record);
+    record_failure(c, no_record);
     return false;
   }
   const auto it = constraints_.find(c);
@@ -308,7 +322,8 @@ void Solver::apply_bound(int c, int var, const DNumber& bound, bool no_record, b
   bounds.push_bounds(c, is_upper, is_upper ? bounds.lower() : bound, is_upper ? bound : bounds.upper());
   add_suspect(var);
   const int order = cmp(cur_beta_.raw(var), bound, true);
-  if (is_upper ? order > 0 : order < 0) {
+  // Values of a contradictory tableau mean nothing, and may have no place in the tables.
+  if (!tableau_inconsistent_ && (is_upper ? order > 0 : order < 0)) {
     if (tableau_.is_basic(var)) {
       violated_basics_.insert(var);
     } else {
@@ -346,12 +361,7 @@ bool Solver::fail_push(int c, RangeConstraint& rc, const DNumber& bound, bool no
   }
   set_pair_conflict(older, c, is_upper);
   rc.set(RANGE_UNPUSHED);
-  record(c, -1, no_record);
-  if (!no_record && failed_height_ == 0) {
-    failed_height_ = constraint_stack_.size();
-    failed_pair_ = {older, c};
-    failed_is_upper_ = is_upper;
-  }
+  record_failure(c, no_record);
   return false;
 }
 
@@ -372,6 +382,27 @@ void Solver::set_pair_conflict(int older, int c, bool is_upper) {
 void Solver::record(int c, int var, bool no_record) {
   if (!no_record) {
     constraint_stack_.emplace_back(c, var);
+  }
+}
+
+// Records a push that is not in force. The first one on the stack is remembered with the conflict that explains it: a
+// pop of something above it clears the pending conflict, and yet nothing is satisfiable before it goes itself.
+void Solver::record_failure(int c, bool no_record) {
+  record(c, -1, no_record);
+  if (no_record || failed_height_ != 0) return;
+  failed_height_ = constraint_stack_.size();
+  failed_conflict_ = conflict_;
+  if (proofs_enabled_) {
+    failed_proof_ = get_conflict_proof();
+  }
+}
+
+void Solver::forget_failure() {
+  failed_height_ = 0;
+  failed_conflict_.clear();
+  if (proofs_enabled_) {
+    Proof::release(failed_proof_);
+    failed_proof_ = nullptr;
   }
 }
 
@@ -409,7 +440,7 @@ int Solver::pop_constraint() {
   }
   in_conflict_ = false;
   if (constraint_stack_.size() < failed_height_) {
-    failed_height_ = 0;
+    forget_failure();
   }
   retract_implications();
   if (is_bound && num_pushed_ > 0) {
@@ -433,17 +464,31 @@ void Solver::pop_levels(int var, int c) {
 // Drops the implications that were found at this height of the stack or above.
 void Solver::retract_implications() {
   while (num_implied_ > 0 && implied_[num_implied_ - 1].second.level >= constraint_stack_.size()) {
-    const auto it = constraints_.find(implied_[num_implied_ - 1].first);
-    if (it != constraints_.end()) {
-      it->second.clear(RANGE_IMPLIED);
-    }
-    --num_implied_;
-    if (proofs_enabled_ && !implication_proofs_.empty()) {
-      Proof::release(implication_proofs_.back().second);
-      implication_proofs_.pop_back();
-    }
+    drop_last_implication();
   }
   implied_reported_ = std::min(implied_reported_, num_implied_);
+}
+
+void Solver::drop_last_implication() {
+  const auto it = constraints_.find(implied_[--num_implied_].first);
+  if (it != constraints_.end()) {
+    it->second.clear(RANGE_IMPLIED);
+  }
+  if (proofs_enabled_ && !implication_proofs_.empty()) {
+    Proof::release(implication_proofs_.back().second);
+    implication_proofs_.pop_back();
+  }
+}
+
+// Constraint c changes its meaning or goes: what was found of it is not to be handed out. The entries keep their
+// places.
+void Solver::forget_implications_of(int c) {
+  for (std::size_t i = 0; i < num_implied_; ++i) {
+    if (implied_[i].first == c) implied_[i].first = -1;
+  }
+  for (auto& implication : implication_proofs_) {
+    if (implication.first == c) implication.first = -1;
+  }
 }
 
 void Solver::retract_bound(int c) {
@@ -457,6 +502,7 @@ void Solver::retract_bound(int c) {
   const bool was_last = told.empty();
   constraints_.erase(c);
   drop_hyp_proofs(c);
+  forget_implications_of(c);
   if (was_last && initialized_) {
     refresh_after_last_bound(var);
   }
@@ -511,6 +557,10 @@ bool Solver::check(bool partial) {
   return result;
 }
 
+void Solver::note_integrality(const DNumber& value) {
+  values_integral_ = values_integral_ && value.delta().is_zero() && value.real().is_integer();
+}
+
 // Saves the values that changed, or puts the saved ones back.
 void Solver::finish_check(bool result) {
   for (int var : changed_vars_) {
@@ -521,7 +571,7 @@ void Solver::finish_check(bool result) {
       continue;
     }
     saved_beta_.raw(var) = value;
-    values_integral_ = values_integral_ && value.delta().is_zero() && value.real().is_integer();
+    note_integrality(value);
   }
   changed_vars_.clear();
   rows_to_propagate_.clear();
@@ -572,9 +622,12 @@ bool Solver::search_may_start() {
     in_conflict_ = true;
     return false;
   }
-  // A push that failed is still on the stack, though a later pop has cleared the conflict.
   if (failed_height_ != 0) {
-    set_pair_conflict(failed_pair_.first, failed_pair_.second, failed_is_upper_);
+    conflict_ = failed_conflict_;
+    if (proofs_enabled_) {
+      if (failed_proof_ != nullptr) failed_proof_->retain();
+      set_conflict_proof(failed_proof_);
+    }
     in_conflict_ = true;
     return false;
   }
@@ -882,16 +935,21 @@ Proof* Solver::get_implication_proof(int index) {
 // ==== 06 PROPAGATION ====
 
 bool Solver::next_implied(int* c, std::vector<int>* reason) {
-  if (implied_reported_ >= num_implied_) return false;
-  const auto& [constraint, info] = implied_[implied_reported_++];
-  *c = constraint;
-  *reason = info.reason;
-  return true;
+  while (implied_reported_ < num_implied_) {
+    const auto& [constraint, info] = implied_[implied_reported_++];
+    if (constraint >= 0) {
+      *c = constraint;
+      *reason = info.reason;
+      return true;
+    }
+  }
+  return false;
 }
 
-// Known, not asserted, not barred by the owner, and not reported already.
-bool Solver::is_candidate(const RangeConstraint& rc) const {
-  return (rc.flags & (RANGE_UNPUSHED | RANGE_EXCLUDED)) == RANGE_UNPUSHED &&
+// On `var` (which lists also constraints that were later told on another variable), known, not asserted, not barred by
+// the owner, and not reported already.
+bool Solver::is_candidate(const RangeConstraint& rc, int var) const {
+  return rc.var == var && (rc.flags & (RANGE_UNPUSHED | RANGE_EXCLUDED)) == RANGE_UNPUSHED &&
          !(propagation_level_ != 0 && rc.has(RANGE_IMPLIED));
 }
 
@@ -919,7 +977,7 @@ void Solver::try_trivial_implications(int asserted, const RangeConstraint& rc, b
   if (rc.kind() == RANGE_DISEQ) return;
   for (int c : var_constraints_.get(rc.var)) {
     const auto it = constraints_.find(c);
-    if (c == asserted || it == constraints_.end() || !is_candidate(it->second) ||
+    if (c == asserted || it == constraints_.end() || !is_candidate(it->second, rc.var) ||
         !follows_trivially(rc, from_upper, it->second)) {
       continue;
     }
@@ -991,7 +1049,7 @@ bool Solver::try_range_implications(int basic) {
   }
   for (int c : var_constraints_.get(basic)) {
     const auto it = constraints_.find(c);
-    if (it != constraints_.end() && is_candidate(it->second) && !try_range_implication(c, row, low, high)) {
+    if (it != constraints_.end() && is_candidate(it->second, basic) && !try_range_implication(c, row, low, high)) {
       return false;
     }
   }
@@ -1416,7 +1474,7 @@ void Solver::adjust_model_for_disequalities(const std::vector<Equation>& eqs, st
   fixed.clear();
   DNumber step = delta_times(QNumber(1));
   for (const Equation& eq : eqs) {
-    const QNumber size = eval_equation(eq, cur_beta_, true).delta().abs();
+    const QNumber size = eval_abstractly(eq, true).delta().abs();
     if (!size.is_zero() && size < step.delta()) {
       step = delta_times(size * QNumber(1, 2));
     }
@@ -1531,7 +1589,7 @@ void Solver::adjust_model_for_disequalities(std::vector<int>& fixed, const DNumb
 void Solver::build_model(const std::vector<Equation>& eqs) {
   model_values_.clear();
   work_vars_.clear();
-  write_eliminated_values();
+  clear_abstract_value_cache();
   if (!in_conflict_) {
     adjust_model_for_disequalities(eqs, work_vars_);
   }
@@ -1548,7 +1606,6 @@ void Solver::build_model(const std::vector<Equation>& eqs) {
   QNumber delta;
   {
     const PopLevels guard{this};
-    write_eliminated_values();
     for (const Equation& eq : eqs) {
       truth.push_back(is_true(eq));
     }
@@ -1568,19 +1625,21 @@ void Solver::build_model(const std::vector<Equation>& eqs) {
   }
 }
 
-// Equations and groups read eliminated variables like all others; nothing else reads their entries.
-void Solver::write_eliminated_values() {
-  clear_abstract_value_cache();
-  for (std::size_t v = 0; v < cur_beta_.size() && tableau_.has_eliminated(); ++v) {
-    const int var = static_cast<int>(v);
-    if (tableau_.is_eliminated(var)) {
-      get_abstract_value(var, &cur_beta_.raw(var));
+// As eval_equation under the current values, but eliminated variables count with their values, too.
+DNumber Solver::eval_abstractly(const Equation& eq, bool skip_defining) {
+  DNumber sum;
+  DNumber value;
+  for (const Equation::VarCoeff& term : eq.terms()) {
+    if (skip_defining && term.var == eq.defining_var()) continue;
+    if (get_abstract_value(term.var, &value)) {
+      sum.add_mul(value, term.coeff);
     }
   }
+  return sum;
 }
 
-bool Solver::is_true(const Equation& eq) const {
-  const DNumber value = eval_equation(eq, cur_beta_, false);
+bool Solver::is_true(const Equation& eq) {
+  const DNumber value = eval_abstractly(eq, false);
   return value.delta().is_zero() && value.real() == eq.constant().neg();
 }
 
@@ -1806,7 +1865,7 @@ std::string Solver::check_invariants() const {
 }
 
 std::string Solver::check_rows() const {
-  for (std::size_t v = 0; initialized_ && v < tableau_.rows().size(); ++v) {
+  for (std::size_t v = 0; initialized_ && !tableau_inconsistent_ && v < tableau_.rows().size(); ++v) {
     const int var = static_cast<int>(v);
     if (!tableau_.is_basic(var)) continue;
     for (const Values* values : {&cur_beta_, &saved_beta_}) {
@@ -1825,6 +1884,7 @@ bool Solver::is_stray(int var) const {
   const VariableBounds& bounds = var_bounds_.get(var);
   const bool outside = cmp(value, bounds.lower(), true) < 0 || cmp(value, bounds.upper(), true) > 0;
   const std::size_t index = static_cast<std::size_t>(var);
+  if (tableau_inconsistent_) return false;
   const bool is_awaited = resync_needed_ && index < is_suspect_.size() && is_suspect_[index] != 0;
   return outside && !is_awaited;
 }

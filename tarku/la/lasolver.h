@@ -28,8 +28,10 @@
 // What the owner must see to: variable ids are at least 1, reasonably dense and below 2^30; constraint indices are at
 // least 0 (at least 1 for equalities and disequalities when proofs are on) and below 2^30, and each names one equation
 // or one bound; bounds are finite; an index that is on the stack is neither pushed, nor told, nor retracted again;
-// bounds are retracted in the reverse order of telling; after a failed push the owner pops back past it; an equation
-// told while a conflict was pending is dropped and has to be told again.
+// bounds are retracted in the reverse order of telling, and equations while no implication stands; after a failed push
+// the owner pops back past it; an equation told while a conflict was pending is dropped and has to be told again; a
+// model is asked for right after a full check that answered true. After an exception from the termination test the
+// owner checks again, or pops and goes on; after one of allocation only destruction is safe.
 #pragma once
 
 #include <cstddef>
@@ -264,8 +266,8 @@ class Solver {
   bool resync_needed_ = false;            // 02, 04; suspects may violate bounds unnoticed
   bool tableau_inconsistent_ = false;     // 01, 02; the equations contradict each other
   std::size_t failed_height_ = 0;         // 03; stack height of the first failed push still on the stack, 0 if none
-  std::pair<int, int> failed_pair_;       // 03; its conflict: older partner, constraint
-  bool failed_is_upper_ = false;          // 03; the failed constraint was an upper bound
+  std::vector<int> failed_conflict_;      // 03; the conflict at that time, all of it below on the stack
+  proof::Proof* failed_proof_ = nullptr;  // 03; its proof, one reference
 
  private:
   // 01, 02
@@ -282,6 +284,10 @@ class Solver {
   void apply_bound(int c, int var, const DNumber& bound, bool no_record, bool is_upper);
   void set_pair_conflict(int older, int c, bool is_upper);
   void record(int c, int var, bool no_record);
+  void record_failure(int c, bool no_record);
+  void forget_failure();
+  void forget_implications_of(int c);
+  void drop_last_implication();
   void pop_levels(int var, int c);
   void retract_implications();
   void refresh_after_last_bound(int var);
@@ -302,6 +308,7 @@ class Solver {
   void propagate_column(int nonbasic, int except, const DNumber& step, Values& beta);
   void finish_check(bool result);
   void mark_changed(int var);
+  void note_integrality(const DNumber& value);
   void compact_changed();
   bool smaller_gap(int a, int b, const Values& beta) const;
   void drop_from_queue(const std::vector<int>& stale);
@@ -311,7 +318,7 @@ class Solver {
   using ReasonLeaf = std::pair<QNumber, proof::Ref>;  // a multiplier and the hypothesis it applies to
   void add_to_proof(const QNumber& coeff, LaHyp* leaf, int a, int b, int c);
   proof::Proof* combine_leaves(std::vector<ReasonLeaf>* leaves);
-  bool is_candidate(const RangeConstraint& rc) const;
+  bool is_candidate(const RangeConstraint& rc, int var) const;
   void record_implication(int c, std::vector<int> reason, proof::Proof* proof);
   bool follows_trivially(const RangeConstraint& asserted, bool from_upper, const RangeConstraint& rc) const;
   DNumber row_limit(const Equation& row, bool maximum) const;
@@ -331,8 +338,8 @@ class Solver {
   class SideSearch;
   const DNumber* known_abstract_value(int var) const;
   DNumber eval_over_abstract_values(const Equation& eq) const;
-  void write_eliminated_values();
-  bool is_true(const Equation& eq) const;
+  DNumber eval_abstractly(const Equation& eq, bool skip_defining);
+  bool is_true(const Equation& eq);
   QNumber smallest_ratio() const;
   std::vector<int> group_by_value();
   bool try_delta(const QNumber& delta, const std::vector<Equation>& eqs, const std::vector<bool>& truth,

@@ -323,7 +323,7 @@ void Checker::check(const Op& op) {
     ++tally_.interruptions;
     satisfied_ = false;
     model_.finish_check({});
-    return;
+    return check_values(false, false);
   }
   if (sabotage_ == Sabotage::kVerdict) result = !*result;
   compare_verdict(op, *result);
@@ -336,11 +336,8 @@ void Checker::check(const Op& op) {
   if (!*result && late_values_) integrality_unknown_ = true;
   late_values_ = false;
   check_saved();
-  if (*result) {
-    check_values(true, true);
-  } else {
-    check_conflict();
-  }
+  check_values(*result, *result);
+  if (!*result) check_conflict();
   drain_implications();
   if (sabotage_ == Sabotage::kAssignment && !model_.levels.empty()) {
     const int var = model_.levels.begin()->first;

@@ -22,7 +22,8 @@ Generator::Generator(std::uint64_t seed, const Features& features) : random_(see
   choose_config();
   choose_names();
   plan_setup();
-  length_ = static_cast<int>(setup_.size()) + (random_.chance(10) ? random_.between(50, 120) : random_.between(4, 40));
+  length_ = static_cast<int>(setup_.size());
+  length_ += deep_ ? random_.between(20, 70) : random_.chance(10) ? random_.between(50, 120) : random_.between(4, 40);
   huge_percent_ = random_.chance(4) ? 25 : 0;
   stray_percent_ = random_.pick<int>({0, 10, 20, 40});
   worlds_ = random_.between(1, 3);
