@@ -113,6 +113,12 @@ void add_multiple(Terms* target, const QNumber& factor, const Terms& source, std
 
 constexpr auto ignore = [](int) {};
 
+// The cost of a product with `factor`, that of small numbers being one: about the measured ratios.
+std::uint64_t work_of(const QNumber& factor) {
+  if (factor.is_small()) return 1;
+  return 8 + factor.bit_size() / 32;
+}
+
 // Solves "sum of terms = 0" for the variable of the term at `place`: its coefficient goes, the others become its
 // definition.
 void solve_for(Terms* terms, std::size_t place) {
@@ -278,6 +284,7 @@ void Tableau::combine_into_row(int basic, const Terms& source, int gone, int kno
   assert(place != terms.size() && terms[place].var == gone);
   QNumber factor;
   factor.swap(terms[place].coeff);
+  work_ += source.size() * work_of(factor);
   add_multiple(
       &terms, factor, source, place,
       [&](int var) {
@@ -521,6 +528,14 @@ std::vector<int> Tableau::get_all_variables() const {
     }
   }
   return vars;
+}
+
+std::size_t Tableau::num_terms() const {
+  std::size_t count = 0;
+  for (const VarSet& users : columns_) {
+    count += users.size();
+  }
+  return count;
 }
 
 std::string Tableau::to_str() const {

@@ -82,6 +82,11 @@ class Tableau {
   const Equation& row(int basic) const { return *rows_.raw(basic); }
   bool has_variable(int var) const { return state_of(var) == State::present; }
 
+  std::size_t num_terms() const;  // of all rows
+  // What row combinations have cost so far: one for each term of a combined row, and more for terms of big numbers. The
+  // same on every machine, so that limits on it are, too.
+  std::uint64_t work() const { return work_; }
+
   bool has_eliminated() const { return aside_.num_present() != 0; }
   bool is_eliminated(int var) const { return has_eliminated() && aside_.is_present(var); }
   // Set aside without an equation. One whose equation has no terms is no such variable: it is forced to zero.
@@ -136,6 +141,7 @@ class Tableau {
   std::uint64_t next_sequence_ = 1;
   std::vector<State> states_;    // keyed by variable
   std::size_t num_present_ = 0;  // number of entries of states_ that are `present`
+  std::uint64_t work_ = 0;
   bool inconsistent_ = false;    // an equation without variables had a non-zero constant
   VarSet no_column_;             // the column of a variable that the tableau does not know; always empty
 

@@ -144,44 +144,90 @@ Answer Engine::check() {
 }
 
 Answer Engine::search() {
-  if (conflict_.empty()) tell_new_atoms();
-  if (conflict_.empty()) push_new_literals();
-  // Without anything pushed there is nothing to search, and the solver stays open for cheap telling.
-  const bool idle = !solver_->initialized_ && solver_->constraint_stack_.empty();
-  if (conflict_.empty() && !idle && !is_consistent()) set_solver_conflict();
+  if (conflict_.empty()) search_one_by_one();
   if (!conflict_.empty()) return Answer::unsat;
   return unsupported_.empty() ? Answer::sat : Answer::unknown;
 }
 
-// The search itself, in rounds of alternating pivot rules.
-bool Engine::is_consistent() {
-  constexpr std::uint64_t first_patience = 100;  // measured: much less or more loses on some linear programs
+// The solver's settings for a search, put back however it ends.
+class Engine::PacedSearch {
+ public:
+  explicit PacedSearch(Engine& engine) : engine_(engine), pacer(*engine.solver_, engine.termination_test_) {
+    engine.solver_->termination_test_ = &pacer;
+  }
+  PacedSearch(const PacedSearch&) = delete;
+  PacedSearch& operator=(const PacedSearch&) = delete;
+  ~PacedSearch() {
+    engine_.solver_->termination_test_ = engine_.termination_test_;
+    engine_.solver_->pivot_limit_override_ = 0;
+  }
+
+ private:
+  Engine& engine_;
+
+ public:
+  Pacer pacer;
+};
+
+// Brings what is new to the solver and searches; a conflict found is in conflict_.
+void Engine::search_one_by_one() {
+  // Measured on linear programs: most that this way solves take less.
+  constexpr std::uint64_t work_per_term = 200;
+  constexpr std::uint64_t least_work = 20'000;
+  tell_new_atoms();
+  if (!conflict_.empty()) return;
+  try {
+    PacedSearch search(*this);
+    search.pacer.start_round(least_work + work_per_term * solver_->tableau_.num_terms(), Pacer::unlimited);
+    push_new_literals(true);
+  } catch (const Pacer::Spent&) {
+    start_afresh();
+    return search_all_at_once();
+  }
+  finish_search();
+}
+
+void Engine::search_all_at_once() {
+  tell_new_atoms();
+  PacedSearch search(*this);
+  push_new_literals(false);
+  if (!conflict_.empty()) return;
   constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
   constexpr std::uint64_t always = 1;
-  struct Settings {  // the solver's own, put back however the search ends
-    la::Solver& solver;
-    TerminationTest* test;
-    ~Settings() {
-      solver.termination_test_ = test;
-      solver.pivot_limit_override_ = 0;
-    }
-  };
-  const Settings guard{*solver_, solver_->termination_test_};
-  Pacer pacer(solver_->violated_basics_, termination_test_);
-  solver_->termination_test_ = &pacer;
-  for (std::uint64_t patience = first_patience;; patience *= 2) {
-    for (const std::uint64_t smallest_index_from : {never, always}) {
-      solver_->pivot_limit_override_ = smallest_index_from;
-      pacer.start_round(smallest_index_from == always ? 2 * patience : patience);
-      try {
-        if (!solver_->check(true)) return false;
-        solver_->termination_test_ = termination_test_;
-        return solver_->diseqs_.empty() || solver_->check(false);
-      } catch (const Pacer::Stuck&) {
-        // the next round goes on from here
-      }
+  std::uint64_t patience = 100 + solver_->tableau_.rows().num_present() / 4;
+  for (bool smallest_index = false;; smallest_index = !smallest_index) {
+    solver_->pivot_limit_override_ = smallest_index ? always : never;
+    search.pacer.start_round(Pacer::unlimited, patience);
+    patience += smallest_index ? patience / 2 : 0;
+    try {
+      if (!solver_->check(true)) set_solver_conflict();
+      break;
+    } catch (const Pacer::Spent&) {
+      // the next round goes on from here
     }
   }
+  finish_search();
+}
+
+// What is left once the bounds are known to be consistent, or not.
+void Engine::finish_search() {
+  // Without anything pushed there is nothing to search, and the solver stays open for cheap telling.
+  const bool is_idle = !solver_->initialized_ && solver_->constraint_stack_.empty();
+  if (conflict_.empty() && !is_idle && !solver_->check(false)) set_solver_conflict();
+}
+
+// Replaces the solver by one that knows nothing, keeping all that is asserted.
+void Engine::start_afresh() {
+  const int verbosity = solver_->verbosity_;
+  num_old_pivots_ += static_cast<std::uint64_t>(solver_->num_pivots_);
+  solver_ = std::make_unique<la::Solver>(false, verbosity);
+  solver_->termination_test_ = termination_test_;
+  for (const auto& [constraint, equation] : definitions_) solver_->tell_equation(constraint, equation);
+  is_row_told_.assign(is_row_told_.size(), false);
+  num_told_bounds_ = 0;
+  num_pushed_literals_ = 0;
+  constraint_holders_.clear();
+  boolean_holders_.clear();
 }
 
 // The one place where forms and bounds reach the solver, a form with its first bound. All of this precedes the pushing,
@@ -249,7 +295,8 @@ void Engine::adopt_definitions(const EqualitySystem& system) {
   for (const EqualitySystem::Definition& definition : system.definitions()) {
     la::Equation equation(definition.variable);
     for (const la::Equation::VarCoeff& term : definition.terms) equation.add_term(term.var, term.coeff);
-    solver_->tell_equation(atoms_.reserve_constraint(), equation);
+    definitions_.emplace_back(atoms_.reserve_constraint(), equation);
+    solver_->tell_equation(definitions_.back().first, equation);
     set_offset(definition.variable, definition.offset);
   }
 }
@@ -309,8 +356,8 @@ void Engine::tell_bound(const AtomTable::Bound& bound) {
   }
 }
 
-// Pushes what is not pushed yet, until a conflict shows.
-void Engine::push_new_literals() {
+// Pushes what is not pushed yet, until a conflict shows; with `one_by_one`, the values are repaired after each push.
+void Engine::push_new_literals(bool one_by_one) {
   constraint_holders_.resize(static_cast<std::size_t>(atoms_.num_constraints()) + 1);
   boolean_holders_.resize(boolean_variables_.size() + 1);
   auto owner = std::upper_bound(assertions_.begin(), assertions_.end(), num_pushed_literals_,
@@ -319,6 +366,7 @@ void Engine::push_new_literals() {
     if (num_pushed_literals_ % poll_period == 0) poll();
     while (owner->literals_end <= num_pushed_literals_) ++owner;
     if (!push_literal(literals_[num_pushed_literals_++], owner->index)) return;
+    if (one_by_one && !solver_->violated_basics_.empty() && !solver_->check(true)) return set_solver_conflict();
   }
 }
 
@@ -483,7 +531,8 @@ void Engine::get_stats(std::vector<std::pair<std::string, std::string>>& stats) 
   add("rows", atoms_.rows().size());
   add("bounds", atoms_.bounds().size());
   add("checks", num_checks_);
-  add("pivots", static_cast<std::size_t>(solver_->num_pivots_));
+  add("pivots", static_cast<std::size_t>(solver_->num_pivots_) + num_old_pivots_);
+  add("work", static_cast<std::size_t>(solver_->tableau_.work()));
 }
 
 }  // namespace tarku::smt

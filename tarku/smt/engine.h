@@ -128,7 +128,11 @@ class Engine {
 
   void forget_answer();
   Answer search();
-  bool is_consistent();
+  class PacedSearch;
+  void search_one_by_one();
+  void search_all_at_once();
+  void finish_search();
+  void start_afresh();
   void tell_new_atoms();
   void solve_equalities();
   void adopt_definitions(const EqualitySystem& system);
@@ -138,7 +142,7 @@ class Engine {
   bool is_solved(int constraint) const;
   void tell_row(const AtomTable::Row& row);
   void tell_bound(const AtomTable::Bound& bound);
-  void push_new_literals();
+  void push_new_literals(bool one_by_one);
   bool push_literal(Literal literal, int assertion);
   bool push_arithmetic(int constraint, int assertion);
   bool push_boolean(Literal literal, int assertion);
@@ -169,16 +173,17 @@ class Engine {
   int num_asserted_ = 0;                                  // ever
 
   // What the solver knows. Written by check and pop.
-  bool presolved_ = false;                  // solve_equalities has run
-  std::vector<QNumber> offsets_;            // by variable: it is the solver's one plus this; absent: plus zero
-  std::vector<int> solved_assertions_;      // those whose equalities were solved away, ascending
-  std::vector<bool> is_solved_;             // by constraint index: solved away, never pushed
-  std::vector<bool> is_row_told_;           // by index in atoms_.rows()
-  std::size_t num_told_bounds_ = 0;         // prefix of atoms_.bounds()
-  std::size_t num_pushed_literals_ = 0;     // prefix of literals_
-  std::vector<Holder> constraint_holders_;  // by constraint index
-  std::vector<Holder> boolean_holders_;     // by Boolean variable
-  std::vector<int> conflict_;               // assertions of the known conflict, ascending; empty: none is known
+  bool presolved_ = false;        // solve_equalities has run
+  std::vector<QNumber> offsets_;  // by variable: it is the solver's one plus this; absent: plus zero
+  std::vector<std::pair<int, la::Equation>> definitions_;  // what they were turned into, with constraint indices
+  std::vector<int> solved_assertions_;                     // those whose equalities were solved away, ascending
+  std::vector<bool> is_solved_;                            // by constraint index: solved away, never pushed
+  std::vector<bool> is_row_told_;                          // by index in atoms_.rows()
+  std::size_t num_told_bounds_ = 0;                        // prefix of atoms_.bounds()
+  std::size_t num_pushed_literals_ = 0;                    // prefix of literals_
+  std::vector<Holder> constraint_holders_;                 // by constraint index
+  std::vector<Holder> boolean_holders_;                    // by Boolean variable
+  std::vector<int> conflict_;  // assertions of the known conflict, ascending; empty: none is known
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since
   std::string reason_unknown_;
@@ -189,6 +194,7 @@ class Engine {
   bool presolve_ = true;
   TerminationTest* termination_test_ = nullptr;
   std::uint64_t num_checks_ = 0;
+  std::uint64_t num_old_pivots_ = 0;  // of solvers that were replaced
 };
 
 }  // namespace tarku::smt

@@ -38,15 +38,18 @@ bool EqualitySystem::solve(const std::function<void()>& poll) {
   return true;
 }
 
-// The unknown in the row of `slack` that fewest rows mention, -1 when the row has none.
+// The unknown in the row of `slack` that fewest rows mention, if possible with a coefficient that makes no fractions;
+// -1 when the row has none.
 int EqualitySystem::cheapest_unknown(int slack) const {
   int best = -1;
-  std::size_t best_count = 0;
+  std::size_t best_cost = 0;
   for (const la::Equation::VarCoeff& term : tableau_.row(slack).terms()) {
-    const std::size_t count = tableau_.column_count(term.var);
-    if (is_unknown(term.var) && (best < 0 || count < best_count)) {
+    if (!is_unknown(term.var)) continue;
+    const bool is_unit = term.coeff.is_one() || term.coeff.is_minus_one();
+    const std::size_t cost = 2 * tableau_.column_count(term.var) + (is_unit ? 0 : 1);
+    if (best < 0 || cost < best_cost) {
       best = term.var;
-      best_count = count;
+      best_cost = cost;
     }
   }
   return best;

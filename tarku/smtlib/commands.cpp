@@ -11,6 +11,7 @@
 #include "tarku/smtlib/session.h"
 #include "tarku/smtlib/theory.h"
 #include "tarku/smtlib/version.h"
+#include "tarku/smtlib/words.h"
 
 namespace tarku::smtlib {
 
@@ -41,10 +42,6 @@ void print_reason(std::ostream& out, const std::string& reason) {
   } else {
     print_symbol(out, reason);
   }
-}
-
-std::string quoted(std::string_view name) {
-  return "'" + std::string(name) + "'";
 }
 
 // Records the text of tokens for as long as it lives.
@@ -294,7 +291,7 @@ void Interpreter::warn_unsupported(const smt::Unsupported& unsupported) {
 void Interpreter::push() {
   constexpr std::uint64_t most = 1000000;
   const std::uint64_t count = read_levels("push");
-  if (count > most) throw InputError(command_at_, "pushing " + std::to_string(count) + " levels at once is too much");
+  if (count > most) throw InputError(command_at_, "pushing " + counted(count, "level") + " at once is too much");
   for (std::uint64_t i = 0; i < count; ++i) {
     session_->engine->push();
     session_->symbols.push();
@@ -307,9 +304,8 @@ void Interpreter::pop() {
   const std::uint64_t count = read_levels("pop");
   const auto depth = static_cast<std::uint64_t>(session_->engine->num_levels());
   if (count > depth) {
-    throw InputError(command_at_, "popping " + std::to_string(count) + (count == 1 ? " level" : " levels") +
-                                      ", but only " + std::to_string(depth) + (depth == 1 ? " is" : " are") +
-                                      " pushed");
+    throw InputError(command_at_, "popping " + counted(count, "level") + ", but only " + std::to_string(depth) +
+                                      (depth == 1 ? " is" : " are") + " pushed");
   }
   for (std::uint64_t i = 0; i < count; ++i) {
     session_->engine->pop();

@@ -10,8 +10,15 @@
 #include "tarku/smtlib/lexer.h"
 #include "tarku/smtlib/printer.h"
 #include "tarku/smtlib/session.h"
+#include "tarku/smtlib/words.h"
 
 namespace tarku::smtlib {
+
+namespace {
+
+constexpr Position outside{};  // stands for the place of a command where there is none
+
+}  // namespace
 
 // The streams behind the two channels, and the files among them.
 struct Interpreter::Channels {
@@ -53,15 +60,12 @@ int Interpreter::run(Source source, std::string name) {
 bool Interpreter::step() {
   const std::size_t num_declarations = session_->symbols.declarations().size();
   try {
+    command_at_ = outside;
     const Token& token = reader().next();
     if (token.kind == TokenKind::end) return false;
+    if (token.kind != TokenKind::left) reader().fail_expected("a command");
     command_at_ = token.at;
-    if (token.kind == TokenKind::left) {
-      execute();
-    } else if (token.at.line != stray_line_) {  // the first of a line speaks for all
-      stray_line_ = token.at.line;
-      reader().fail_expected("a command");
-    }
+    execute();
   } catch (const InputError& error) {
     session_->term_parser.abandon();
     session_->symbols.roll_back(num_declarations);
@@ -82,18 +86,23 @@ void Interpreter::execute() {
       (this->*command)();
     } else if (is_command_of_the_standard(name)) {
       reader().skip_command();
-      report_unsupported("the command '" + name + "' is");
+      report_unsupported("the command " + quoted(name) + " is");
     } else {
-      reader().fail("unknown command '" + name + "'");
+      reader().fail("unknown command " + quoted(name));
     }
   } catch (const Exception& error) {  // the engine was asked for something that it cannot do
     throw InputError(command_at_, error.what());
   }
 }
 
-// Reports the error before the rest of the command is read, which may have to be typed yet.
+// Reports the error before the rest of the command is read, which may have to be typed yet. Of the text outside
+// commands the first error of a line speaks for all.
 void Interpreter::recover(const InputError& error) {
   has_errors_ = true;
+  if (command_at_.line == outside.line) {
+    if (error.at().line == stray_line_) return;
+    stray_line_ = error.at().line;
+  }
   std::ostringstream message;
   message << name_ << ':' << error.at().line << ':' << error.at().column << ": " << error.message();
   answer() << "(error ";
@@ -162,7 +171,7 @@ void Interpreter::report_unsupported(const std::string& what) {
 }
 
 void Interpreter::end_command(std::string_view name) {
-  reader().expect_right(std::string("'") + std::string(name) + "'");
+  reader().expect_right(quoted(name));
 }
 
 void Interpreter::open_channel(const std::string& name, bool is_regular, Position at) {
@@ -174,7 +183,7 @@ void Interpreter::open_channel(const std::string& name, bool is_regular, Positio
     return;
   }
   std::ofstream opened(name, std::ios::app);
-  if (!opened) throw InputError(at, "cannot open '" + name + "'");
+  if (!opened) throw InputError(at, "cannot open " + quoted(name));
   file = std::move(opened);
   stream = &file;
 }

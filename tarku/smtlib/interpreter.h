@@ -116,8 +116,8 @@ class Interpreter {
   std::unique_ptr<Session> session_;
   std::unique_ptr<Lexer> lexer_;  // of the current run
   std::string name_;              // of the current source
-  Position command_at_;           // of the current command
-  std::uint32_t stray_line_ = 0;  // the latest line with text outside commands that was reported
+  Position command_at_;           // of the current command; line 0 outside of commands
+  std::uint32_t stray_line_ = 0;  // the latest line with an error outside of commands
   bool has_exited_ = false;
   bool has_errors_ = false;
   bool has_answered_ = false;  // the current command wrote something

@@ -2,6 +2,7 @@
 #include "tarku/smtlib/reader.h"
 
 #include "tarku/smtlib/literal.h"
+#include "tarku/smtlib/words.h"
 
 namespace tarku::smtlib {
 
@@ -19,7 +20,8 @@ std::string describe(const Token& token) {
     case TokenKind::end:
       return "the end of the input";
     default:
-      return "'" + std::string(token.text.substr(0, longest)) + (token.text.size() > longest ? "...'" : "'");
+      return token.text.size() <= longest ? quoted(token.text)
+                                          : quoted(std::string(token.text.substr(0, longest)) + "...");
   }
 }
 
@@ -54,7 +56,7 @@ std::uint64_t Reader::count(std::string_view what) {
   std::uint64_t value = 0;
   for (const char c : token().text) {
     value = 10 * value + static_cast<std::uint64_t>(c - '0');
-    if (value > 0xffffffffu) fail("'" + std::string(token().text) + "' is too large");
+    if (value > 0xffffffffu) fail(quoted(token().text) + " is too large");
   }
   return value;
 }

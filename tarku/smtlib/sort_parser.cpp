@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "tarku/smtlib/words.h"
+
 namespace tarku::smtlib {
 
 smt::Sort SortParser::parse() {
@@ -39,7 +41,7 @@ SortTerm SortParser::read_name() {
   if (parameter != parameters_.end()) return {true, parameter->second, smt::Sort::boolean};
   const SortBinding& binding = find(id);
   if (binding.arity != 0) {
-    reader_.fail("sort '" + symbols_.name(id) + "' takes " + std::to_string(binding.arity) + " arguments");
+    reader_.fail("sort " + quoted(symbols_.name(id)) + " takes " + counted(binding.arity, "argument"));
   }
   return binding.body;
 }
@@ -55,8 +57,8 @@ SortTerm SortParser::close() {
   const Frame& frame = frames_.back();
   const std::size_t count = operands_.size() - frame.first_operand;
   if (count != frame.head.arity || count == 0) {
-    throw InputError(frame.at, "sort '" + symbols_.name(frame.name) + "' takes " + std::to_string(frame.head.arity) +
-                                   " arguments, but is given " + std::to_string(count));
+    throw InputError(frame.at, "sort " + quoted(symbols_.name(frame.name)) + " takes " +
+                                   counted(frame.head.arity, "argument") + ", but is given " + std::to_string(count));
   }
   const SortTerm& body = frame.head.body;
   const SortTerm result = body.is_parameter ? operands_[frame.first_operand + body.parameter] : body;
@@ -68,7 +70,7 @@ SortTerm SortParser::close() {
 const SortBinding& SortParser::find(SymbolId id) const {
   const SortBinding& binding = symbols_.lookup_sort(id);
   if (!binding.is_bound) {
-    reader_.fail("unknown sort '" + symbols_.name(id) + "'; the sorts of this logic are Bool and Real");
+    reader_.fail("unknown sort " + quoted(symbols_.name(id)) + "; the sorts of this logic are Bool and Real");
   }
   return binding;
 }

@@ -11,6 +11,8 @@
 #include <memory>
 #include <system_error>
 
+#include "tarku/smtlib/words.h"
+
 namespace tarku::smtlib {
 
 namespace {
@@ -30,7 +32,7 @@ std::size_t read_descriptor(int descriptor, char* to, std::size_t room) {
 // An open file that closes itself. Held by shared_ptr because std::function wants copyable contents.
 struct File {
   explicit File(const std::string& path) : descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor < 0) fail("cannot open '" + path + "'");
+    if (descriptor < 0) fail("cannot open " + quoted(path));
   }
   File(const File&) = delete;
   File& operator=(const File&) = delete;

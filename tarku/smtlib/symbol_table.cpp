@@ -3,6 +3,8 @@
 
 #include <cassert>
 
+#include "tarku/smtlib/words.h"
+
 namespace tarku::smtlib {
 
 SymbolTable::SymbolTable() {
@@ -64,7 +66,7 @@ bool SymbolTable::declare_sort(SymbolId id, const SortBinding& binding) {
 std::string SymbolTable::why_taken(SymbolId id, bool is_sort) const {
   const Entry& e = entries_[index(id)];
   const bool is_theory = is_sort ? e.sort.is_theory : e.declared.is_theory;
-  const std::string what = (is_sort ? "sort '" : "'") + name(id) + "'";
+  const std::string what = (is_sort ? "sort " : "") + quoted(name(id));
   return what + (is_theory ? " is a name of the theory and cannot be declared" : " is declared already");
 }
 

@@ -5,18 +5,11 @@
 #include <string>
 
 #include "tarku/smtlib/literal.h"
+#include "tarku/smtlib/words.h"
 
 namespace tarku::smtlib {
 
 using smt::Term;
-
-namespace {
-
-std::string quoted(const std::string& name) {
-  return "'" + name + "'";
-}
-
-}  // namespace
 
 // ==== the loop ====
 
@@ -83,7 +76,7 @@ bool TermParser::open_form() {
     case Reserved::underscore:
       reader_.fail("indexed names are not part of this logic");
     default:
-      reader_.fail(quoted(std::string(reader_.token().text)) + " is not supported in terms");
+      reader_.fail(quoted(reader_.token().text) + " is not supported in terms");
   }
 }
 
@@ -201,8 +194,7 @@ void TermParser::check_arguments(const Frame& frame, const std::vector<smt::Sort
   const std::size_t count = operands_.size() - frame.first_operand;
   const std::string name = quoted(symbols_.name(frame.name));
   if (count != wanted.size()) {
-    throw InputError(frame.at, name + " takes " + std::to_string(wanted.size()) +
-                                   (wanted.size() == 1 ? " argument, but " : " arguments, but ") +
+    throw InputError(frame.at, name + " takes " + counted(wanted.size(), "argument") + ", but " +
                                    std::to_string(count) + (count == 1 ? " is given" : " are given"));
   }
   for (std::size_t i = 0; i < count; ++i) {

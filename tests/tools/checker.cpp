@@ -238,13 +238,11 @@ void Checker::tell_equation(const Op& op) {
   model_.tell_equation(op);
   if (expected != Model::TellResult::kTold && expected != Model::TellResult::kContradictory) return;
   satisfied_ = false;
-  late_values_ = true;
   if (model_.initialized) cache_may_be_stale_ = false;
 }
 
 void Checker::tell_bound(const Op& op) {
   drain_implications();
-  late_values_ = true;
   const la::DNumber bound = to_library(op.bound);
   switch (op.bound_kind) {
     case kLower:
@@ -281,6 +279,22 @@ void Checker::pop() {
   const int result = solver_->pop_constraint();
   require(result == expected, "pop",
           [&] { return "popped " + std::to_string(result) + " instead of " + std::to_string(expected); });
+  check_implications_after_pop();
+}
+
+// A pop takes back every implication that was found at the height it reaches or above.
+void Checker::check_implications_after_pop() const {
+  for (std::uint64_t i = 0; i < solver_->num_implied_; ++i) {
+    require(solver_->implied_[i].second.level < solver_->constraint_stack_.size(), "implied", "kept by a pop");
+  }
+  require(solver_->implied_reported_ <= solver_->num_implied_, "implied", "more handed out than there are");
+}
+
+bool Checker::is_standing_implication(int c) const {
+  for (std::uint64_t i = 0; i < solver_->num_implied_; ++i) {
+    if (solver_->implied_[i].first == c) return true;
+  }
+  return false;
 }
 
 void Checker::check_conflict_pair() {
@@ -333,8 +347,6 @@ void Checker::check(const Op& op) {
   if (hooked_ != nullptr) check_hooks(op, calls_before);
   satisfied_ = *result;
   fresh_ = *result && !op.partial;
-  if (!*result && late_values_) integrality_unknown_ = true;
-  late_values_ = false;
   check_saved();
   check_values(*result, *result);
   if (!*result) check_conflict();
@@ -518,7 +530,7 @@ void Checker::check_small_queries(const std::vector<std::pair<int, Value>>& valu
 void Checker::check_integrality(const std::vector<std::pair<int, Value>>& values) {
   require(were_integral_ || !solver_->values_integral_, "integral", "flag set again");
   were_integral_ = solver_->values_integral_;
-  if (!were_integral_ || integrality_unknown_) return;
+  if (!were_integral_) return;
   for (const auto& [var, value] : values) {
     if (solver_->tableau_.is_eliminated(var)) continue;  // has no saved value
     require(value.real.is_integer() && value.delta.sign() == 0, "integral", "flag set though a value is not");
@@ -694,6 +706,7 @@ void Checker::check_record(int c, const Model::ToldBound& told) const {
   require(told.unpushed_unknown || record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", describe("unpushed"));
   require(record.has(la::RANGE_KEEP) == told.keep, "flags", describe("keep"));
   require(!record.has(la::RANGE_EXCLUDED), "flags", describe("excluded"));
+  require(!record.has(la::RANGE_IMPLIED) || is_standing_implication(c), "flags", describe("implied by nothing"));
 }
 
 Verdict replay(const Trace& trace, Sabotage sabotage, bool strict) {

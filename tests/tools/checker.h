@@ -93,6 +93,8 @@ class Checker {
   void check_conflict_pair();
   void check_conflict_proof();
   void check_saved() const;
+  void check_implications_after_pop() const;
+  bool is_standing_implication(int c) const;
   void drain_implications();
   void check_implication(int c, std::vector<int> reason);
   void check_implication_proof(int c);
@@ -124,9 +126,6 @@ class Checker {
   bool satisfied_ = false;           // the last check answered true and no bound was pushed since
   bool fresh_ = false;               // and it was a whole check, and nothing happened since
   bool were_integral_ = true;
-  // Values given to late definitions are saved without a check; a failed check then passes over them.
-  bool late_values_ = false;
-  bool integrality_unknown_ = false;
 };
 
 // Runs the whole trace; when `strict`, an operation that is not legal is a failure. Gives the failure and the number of

@@ -35,6 +35,7 @@ void Model::tell_equation(const Op& op) {
 
 void Model::retract_equation(int c) {
   told_equations[c].state = EquationState::kRetracted;
+  in_conflict = false;
   rebuild_system();
 }
 
@@ -66,8 +67,8 @@ bool Model::push(int c, bool implied) {
   if (kind == kDiseq) {
     told_bounds[c].unpushed = in_conflict;
     told_bounds[c].unpushed_unknown = in_conflict;
-    stack.push_back({c, -1, PushState::kInForce, false});
     diseqs.push_back(c);
+    record_push(c, -1, PushState::kInForce);  // in force even when a conflict is pending
     return !in_conflict;
   }
   if (kind != kEqual) return push_side(c, kind == kUpper, implied);
@@ -184,8 +185,12 @@ bool Model::contradictory(const std::vector<int>& constraints) const {
   return false;
 }
 
+bool Model::has_failed_push() const {
+  return std::any_of(stack.begin(), stack.end(), [](const Entry& entry) { return entry.state != PushState::kInForce; });
+}
+
 bool Model::verdict(bool partial) const {
-  if (in_conflict) return false;
+  if (in_conflict || has_failed_push()) return false;
   std::vector<int> constraints;
   for (const Entry& entry : stack) {
     if (entry.is_equation) continue;
@@ -248,22 +253,12 @@ bool Model::legal_retract_equation(int c) const {
   if (told == told_equations.end() || told->second.state != EquationState::kInForce || told->second.var < 1) {
     return false;
   }
-  if (in_conflict || contradictory_equations || on_stack(c)) return false;
-  for (const Entry& entry : stack) {
-    if (entry.state != PushState::kInForce) return false;
-  }
+  if (contradictory_equations || on_stack(c) || has_failed_push()) return false;
   for (const auto& [other, equation] : told_equations) {
     if (other == c || equation.state != EquationState::kInForce) continue;
     if (coefficient(equation.form, told->second.var).sign() != 0) return false;
   }
   return true;
-}
-
-// A push that was not tried stands above a contradiction. If disequalities have a part in that, a partial check does
-// not see it and knows nothing of the push; the owner has to pop it first.
-bool Model::has_untried_above_disequality() const {
-  if (in_conflict || diseqs.empty()) return false;
-  return std::any_of(stack.begin(), stack.end(), [](const Entry& entry) { return entry.state == PushState::kUntried; });
 }
 
 bool Model::legal(const Op& op) const {
@@ -294,7 +289,6 @@ bool Model::legal(const Op& op) const {
     case OpKind::kPropagation:
       return op.number >= 0 && op.number <= 2;
     case OpKind::kCheck:
-      return !op.partial || !has_untried_above_disequality();
     case OpKind::kModel:  // the checker asks whether the last check was true
     case OpKind::kValues:
       return true;

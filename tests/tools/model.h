@@ -86,6 +86,8 @@ class Model {
 
   bool legal(const Op& op) const;
   bool on_stack(int c) const;
+  // A push that failed, or was not tried, stands above a contradiction until it is popped.
+  bool has_failed_push() const;
   std::vector<int> stack_indices() const;  // distinct, ascending
   std::vector<int> variables() const;      // of equations in force and told bounds, ascending
 
@@ -108,7 +110,6 @@ class Model {
   bool legal_equation(const Op& op) const;
   bool legal_tell(const Op& op) const;
   bool legal_retract_equation(int c) const;
-  bool has_untried_above_disequality() const;
   bool push_side(int c, bool is_upper, bool implied);
   bool record_push(int c, int var, PushState state);
   void pop_levels(int var, int c);

@@ -159,6 +159,25 @@ TEST(TrapFailedPush, AnEqualityBuriedUnderAnother) {
   EXPECT_TRUE(p.check());
 }
 
+// The push of c3 fails at once because of the failed check; the pop of c4 clears the conflict.
+TEST(TrapFailedPush, RefusedAfterAFailedCheckAndBuriedItStillCounts) {
+  for (bool proofs : {false, true}) {
+    Problem p(proofs);
+    p.rows("x3 = x1 + x2");
+    p.bounds("c0: x1 >= 1; c1: x2 >= 1; c2: x3 <= 1; c3: x1 <= 0; c4: x9 >= 0");
+    EXPECT_TRUE(p.push_all({0, 1, 2}));
+    EXPECT_FALSE(p.check());
+    EXPECT_FALSE(p.push(3));
+    EXPECT_FALSE(p.push(4));
+    p.pop();
+    EXPECT_FALSE(p.check());
+    EXPECT_EQ((std::set<int>{0, 1, 2}), p.conflict_set());
+    EXPECT_EQ(proofs, p.solver.conflict_proof_ != nullptr);
+    p.pop(2);
+    EXPECT_TRUE(p.check());
+  }
+}
+
 TEST(TrapFailedPush, IsForgottenWhenItIsPopped) {
   Problem p;
   p.bounds("c1: x1 >= 3; c2: x1 <= 2; c3: x1 <= 3; c4: x2 >= 1");
@@ -538,7 +557,8 @@ class TrapWalk : public testing::TestWithParam<unsigned> {
   }
 
   void retract() {
-    if (p.solver.in_conflict_) return;  // the pending conflict may rest on what is retracted
+    // A pending or remembered conflict and a standing implication may rest on what is retracted.
+    if (p.solver.in_conflict_ || p.solver.failed_height_ != 0 || p.solver.num_implied_ != 0) return;
     if (draw(2) == 0 && !equations.empty()) {
       p.retract_equation(equations.back().first, equations.back().second);
       equations.pop_back();
@@ -552,19 +572,29 @@ class TrapWalk : public testing::TestWithParam<unsigned> {
     if (told.empty()) return;
     const int c = told[static_cast<std::size_t>(draw(static_cast<int>(told.size())))];
     if (on_stack(c)) return;
-    const bool refused = p.solver.in_conflict_ && p.solver.failed_height_ == 0;  // by a check, not by a push
     stack.push_back(c);
-    if (!p.push(c) && (refused || draw(3) != 0)) pop();
+    if (!p.push(c) && draw(3) != 0) pop();
   }
 
   void check() {
     interrupter.polls_left = draw(4) == 0 ? 1 + draw(3) : 0;
     p.solver.termination_test_ = &interrupter;
+    const bool partial = draw(2) == 0;
     try {
-      p.check(draw(2) == 0);
+      if (p.check(partial) && !partial && draw(3) == 0) {
+        p.solver.build_model({});
+        p.expect_model_fits();
+      }
     } catch (int) {
       EXPECT_FALSE(p.solver.in_conflict_);
     }
+    p.expect_invariants("after a check or a model");
+  }
+
+  void look_at_implications() {
+    int c = 0;
+    Ints reason;
+    while (p.solver.next_implied(&c, &reason)) EXPECT_TRUE(p.follows(c, reason)) << "c" << c;
   }
 
   void step() {
@@ -575,6 +605,7 @@ class TrapWalk : public testing::TestWithParam<unsigned> {
     if (kind >= 15 && kind < 18 && !stack.empty()) pop();
     if (kind >= 18 && kind < 23) check();
     if (kind == 23 && draw(3) == 0) retract();
+    look_at_implications();
   }
 
   void pop() {
@@ -584,6 +615,7 @@ class TrapWalk : public testing::TestWithParam<unsigned> {
 };
 
 TEST_P(TrapWalk, EveryStepIsJudged) {
+  p.solver.propagation_level_ = draw(3);
   for (int i = 0; i < 150 && !HasFailure(); ++i) step();
   EXPECT_FALSE(HasFailure()) << "seed " << GetParam();
 }

@@ -289,6 +289,12 @@ TEST(Interpreter, TextOutsideCommandsIsReportedOncePerLine) {
                 error("3:1: expected a command, found ')'") + "\"2\"\n");
 }
 
+TEST(Interpreter, ABinaryFileIsNoFloodOfErrors) {
+  std::string text = "(echo \"1\")";
+  for (int i = 0; i < 1000; ++i) text += "\x01\xff{}";
+  EXPECT_EQ(answers(text + "\n(echo \"2\")"), "\"1\"\n" + error("1:11: illegal character 0x01") + "\"2\"\n");
+}
+
 TEST(Interpreter, InputMayEndInTheMidst) {
   EXPECT_EQ(answers("(echo \"1\")(assert (and true"),
             "\"1\"\n" + error("1:28: expected a term, found the end of the input"));

@@ -28,8 +28,7 @@ TEST(Nesting, AMillionOperators) {
       quickly(declare_x_y + "(assert " + repeat("(not ", million) + "(> x 0)" + repeat(")", million) + ")(check-sat)"),
       "sat\n");
   constexpr std::size_t many = 200001;
-  EXPECT_EQ(quickly(declare_x_y + "(check-sat)(get-value (" + repeat("(- ", many) + "y" +
-                    repeat(")", many) + "))")
+  EXPECT_EQ(quickly(declare_x_y + "(check-sat)(get-value (" + repeat("(- ", many) + "y" + repeat(")", many) + "))")
                 .substr(3 * many + 4 + 2),
             "y" + repeat(")", many) + " (- 1.0)))\n");
 }

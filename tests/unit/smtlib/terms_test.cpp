@@ -237,9 +237,9 @@ TEST(Sorts, Errors) {
             error("1:18: unknown sort 'Int'; the sorts of this logic are Bool and Real"));
   EXPECT_EQ(answers("(declare-const a (Array Real Real))"),
             error("1:19: unknown sort 'Array'; the sorts of this logic are Bool and Real"));
-  EXPECT_EQ(answers("(define-sort F (A) A)(declare-const a F)"), error("1:39: sort 'F' takes 1 arguments"));
+  EXPECT_EQ(answers("(define-sort F (A) A)(declare-const a F)"), error("1:39: sort 'F' takes 1 argument"));
   EXPECT_EQ(answers("(define-sort F (A) A)(declare-const a (F Real Bool))"),
-            error("1:39: sort 'F' takes 1 arguments, but is given 2"));
+            error("1:39: sort 'F' takes 1 argument, but is given 2"));
   EXPECT_EQ(answers("(declare-const a (Real))"), error("1:18: sort 'Real' takes 0 arguments, but is given 0"));
   EXPECT_EQ(answers("(define-sort Real () Bool)"),
             error("1:14: sort 'Real' is a name of the theory and cannot be declared"));

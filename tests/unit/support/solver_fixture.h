@@ -114,7 +114,8 @@ class Problem {
 
   bool check(bool partial = false) {
     Bracket bracket(*this, "check");
-    const bool with_disequalities = !partial || solver.in_conflict_;  // a pending conflict may rest on them
+    // A pending or remembered conflict may rest on disequalities.
+    const bool with_disequalities = !partial || solver.in_conflict_ || solver.failed_height_ != 0;
     bool ok = solver.check(partial);
     if (judged) {
       EXPECT_EQ(ok, satisfiable(asserted_, with_disequalities)) << "the judge disagrees";
