@@ -385,24 +385,30 @@ void Solver::record(int c, int var, bool no_record) {
   }
 }
 
-// Records a push that is not in force. The first one on the stack is remembered with the conflict that explains it: a
-// pop of something above it clears the pending conflict, and yet nothing is satisfiable before it goes itself.
+// Records a push that is not in force, and remembers the first such one on the stack.
 void Solver::record_failure(int c, bool no_record) {
   record(c, -1, no_record);
-  if (no_record || failed_height_ != 0) return;
-  failed_height_ = constraint_stack_.size();
-  failed_conflict_ = conflict_;
-  if (proofs_enabled_) {
-    failed_proof_ = get_conflict_proof();
+  if (!no_record && failed_height_ == 0) {
+    failed_height_ = constraint_stack_.size();
   }
 }
 
-void Solver::forget_failure() {
-  failed_height_ = 0;
-  failed_conflict_.clear();
-  if (proofs_enabled_) {
-    Proof::release(failed_proof_);
-    failed_proof_ = nullptr;
+// A pop of something above a failed push clears the pending conflict, and yet nothing is satisfiable before the failed
+// push goes itself. Until then its conflict is kept; nothing has overwritten it while it was pending.
+void Solver::settle_failure() {
+  if (failed_height_ == 0) return;
+  if (constraint_stack_.size() < failed_height_) {
+    failed_height_ = 0;
+    failed_conflict_.clear();
+    if (proofs_enabled_) {
+      Proof::release(failed_proof_);
+      failed_proof_ = nullptr;
+    }
+  } else if (in_conflict_ && failed_conflict_.empty()) {
+    failed_conflict_ = conflict_;
+    if (proofs_enabled_) {
+      failed_proof_ = get_conflict_proof();
+    }
   }
 }
 
@@ -438,10 +444,8 @@ int Solver::pop_constraint() {
       constraint_stack_.pop_back();
     }
   }
+  settle_failure();
   in_conflict_ = false;
-  if (constraint_stack_.size() < failed_height_) {
-    forget_failure();
-  }
   retract_implications();
   if (is_bound && num_pushed_ > 0) {
     --num_pushed_;

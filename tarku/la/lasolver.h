@@ -266,7 +266,7 @@ class Solver {
   bool resync_needed_ = false;            // 02, 04; suspects may violate bounds unnoticed
   bool tableau_inconsistent_ = false;     // 01, 02; the equations contradict each other
   std::size_t failed_height_ = 0;         // 03; stack height of the first failed push still on the stack, 0 if none
-  std::vector<int> failed_conflict_;      // 03; the conflict at that time, all of it below on the stack
+  std::vector<int> failed_conflict_;      // 03; its conflict, all of it below on the stack; once something was popped
   proof::Proof* failed_proof_ = nullptr;  // 03; its proof, one reference
 
  private:
@@ -285,7 +285,7 @@ class Solver {
   void set_pair_conflict(int older, int c, bool is_upper);
   void record(int c, int var, bool no_record);
   void record_failure(int c, bool no_record);
-  void forget_failure();
+  void settle_failure();
   void forget_implications_of(int c);
   void drop_last_implication();
   void pop_levels(int var, int c);

@@ -16,6 +16,10 @@ DNumber::DNumber(QNumber real, QNumber delta) : word_(zero_word()) {
   replace_block(new num_repr(std::move(real), std::move(delta), 1));
 }
 
+void DNumber::destroy(num_repr* block) noexcept {
+  delete block;
+}
+
 void DNumber::replace_block(num_repr* fresh) noexcept {
   const char* old = word_;
   word_ = reinterpret_cast<const char*>(fresh);

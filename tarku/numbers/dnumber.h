@@ -118,8 +118,9 @@ class DNumber {
     if (is_counted(word_)) ++repr()->refcount_;
   }
   static void release(const char* word) noexcept {
-    if (is_counted(word) && --block_of(word)->refcount_ == 0) delete block_of(word);
+    if (is_counted(word) && --block_of(word)->refcount_ == 0) destroy(block_of(word));
   }
+  static void destroy(num_repr* block) noexcept;  // out of line: rare, and long when inlined
   void replace_block(num_repr* fresh) noexcept;
   void add_mul_general(const DNumber& d, const QNumber& c, bool subtract);
 

@@ -259,7 +259,7 @@ void run_sequences(const Options& options, Clock::time_point start, Progress* pr
     const std::optional<Failure> failure =
         run_sequence(options.seed + progress->current, options, {}, &progress->tally);
     if (!failure) continue;
-    failure->category().copy(progress->category, sizeof progress->category - 1);
+    std::snprintf(progress->category, sizeof progress->category, "%s", failure->category().c_str());
     return;
   }
   alarm(0);

@@ -25,14 +25,15 @@ tarku_warnings(random_tester)
 
 # Seeds are fixed, so that a failure in CI can be repeated; the tester prints them.
 add_test(NAME random_tester/core COMMAND random_tester --count 20000)
+add_test(NAME random_tester/all COMMAND random_tester --features all --count 10000)
 add_test(NAME random_tester/million COMMAND random_tester --seed 100000 --count 1000000)
-set_tests_properties(random_tester/core PROPERTIES LABELS fast TIMEOUT 600)
+set_tests_properties(random_tester/core random_tester/all PROPERTIES LABELS fast TIMEOUT 600)
 set_tests_properties(random_tester/million PROPERTIES LABELS slow TIMEOUT 7200)
 
 # Each way of spoiling what is observed must be noticed.
-foreach(mode RANGE 1 9)
+foreach(mode RANGE 1 11)
   add_test(NAME random_tester/sabotage_${mode}
-    COMMAND random_tester --count 5000 --sabotage ${mode})
+    COMMAND random_tester --features all --count 5000 --sabotage ${mode})
   set_tests_properties(random_tester/sabotage_${mode} PROPERTIES LABELS fast)
 endforeach()
 

@@ -209,6 +209,24 @@ TEST(PushBound, VariableZeroIsABoundedVariableLikeAnyOther) {
   EXPECT_EQ("-inf", p.lower(0));
 }
 
+TEST(PushBound, VariableZeroMayLeaveAndEnterTheBasis) {
+  Problem p;
+  p.rows("x0 = x1 + x2; x3 = x0 - x1");
+  p.bounds("c1: x0 >= 3; c2: x1 <= 1; c3: x2 <= 1; c4: x3 >= 2; c5: x2 <= 2");
+  EXPECT_TRUE(p.push_all({1, 2, 5}));
+  EXPECT_TRUE(p.check());
+  EXPECT_TRUE(p.push(4));
+  EXPECT_TRUE(p.check());
+  EXPECT_TRUE(p.push(3));
+  EXPECT_FALSE(p.check());
+  p.pop(5);
+  p.bounds("c6: x0 <= -5; c7: x1 >= 0; c8: x2 >= -4");
+  EXPECT_TRUE(p.push_all({6, 7}));
+  EXPECT_TRUE(p.check());
+  EXPECT_TRUE(p.push(8));
+  EXPECT_FALSE(p.check());
+}
+
 // ---- immediate conflicts ----
 
 TEST(PushConflict, NamesTheOlderPartnerThenTheNewConstraint) {
@@ -866,6 +884,17 @@ TEST(RetractBound, OfTheLastOneAlsoDropsTheHypothesis) {
   p.retract_bound(1);
   EXPECT_EQ(1u, leaf->count());
   EXPECT_EQ(0u, p.solver.hyp_proofs_.size());
+}
+
+// Without proofs nothing is ever released, whatever may have been stored.
+TEST(RetractBound, WithProofsDisabledLeavesStoredLeavesAlone) {
+  Problem p(false);
+  p.bounds("c2: x1 <= 9; c1: x1 >= 3");
+  LaHyp leaf(1, 0);
+  p.solver.hyp_proofs_[1] = &leaf;
+  p.bounds("c1: x1 >= 4");
+  p.retract_bound(1);
+  EXPECT_EQ(1u, leaf.count());
 }
 
 TEST(TellBound, AgainWithAnotherKindDropsTheOldHypotheses) {

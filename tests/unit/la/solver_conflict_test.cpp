@@ -152,6 +152,22 @@ TEST(ConflictSet, BuiltByHandFillsTheMembers) {
   EXPECT_EQ(nullptr, s.conflict_proof_);
 }
 
+// Rows should hold neither, but whoever reads them passes over both.
+TEST(ConflictSet, PassesOverTheRowsOwnTermAndZeroCoefficients) {
+  Problem p(true);
+  p.rows("x3 = 2*x1 - x2 + x4");
+  p.bounds("c1: x1 >= 3; c2: x2 <= -1; c3: x3 <= 4; c4: x4 = 0");
+  EXPECT_TRUE(p.push_all({1, 2, 3, 4}));
+  Solver& s = p.solver;
+  auto& row = const_cast<Equation&>(s.tableau_.row(3));
+  row.add_term(3, QNumber(-1));
+  ASSERT_EQ(4, row.terms().back().var);
+  row.mutable_terms().back().coeff = QNumber(0);
+  s.build_conflict_set(3, s.cur_beta_[3], s.cur_beta_);
+  EXPECT_EQ((Ints{3, 1, 2}), s.conflict_);
+  EXPECT_EQ((std::vector<std::string>{"c3/0", "2*c1/0 (2,1,1)", "1*c2/0 (2,-1,-1)"}), chain(s.conflict_proof_));
+}
+
 // ---- the proof ----
 
 TEST(ConflictProof, OfAnUpperViolationIsAChainInRowOrder) {
@@ -415,6 +431,7 @@ TEST(ImplicationProof, IsFoundByIndexOrAsTheLastOneHandedOut) {
   EXPECT_EQ(2u, found->count());
   EXPECT_EQ(nullptr, s.get_implication_proof(9));
   s.implied_reported_ = 2;
+  EXPECT_EQ(nullptr, s.get_implication_proof(0)) << "0 is an index like any other";
   proof::Ref last(s.get_implication_proof(-1));
   EXPECT_EQ(proofs[1], last.get());
   EXPECT_EQ(2u, last->count());

@@ -222,6 +222,24 @@ INSTANTIATE_TEST_SUITE_P(Cases, EnteringSuitability,
                                          Suitability{"x10 = x1", "c1: x1 <= 1", true, true},
                                          Suitability{"x10 = x1", "c1: x1 >= -1", false, true}));
 
+TEST(EnteringVariable, TheRowsOwnTermAndZeroCoefficientsArePassedOver) {
+  Kept p("x10 = x1 + x2 + x11; x12 = x2");
+  p.solver.initialize();
+  auto& row = const_cast<Equation&>(p.solver.tableau_.row(10));
+  row.add_term(10, QNumber(-1));
+  row.mutable_terms()[0].coeff = QNumber(0);
+  std::string text;
+  int heuristic = 0;
+  int smallest = 0;
+  text = output_of([&] {
+    heuristic = p.entering(10, true, 1);
+    smallest = p.entering(10, true, 20);
+  });
+  EXPECT_EQ("", text) << "the own term is no basic variable met by mistake";
+  EXPECT_EQ(11, heuristic);
+  EXPECT_EQ(2, smallest);
+}
+
 TEST(EnteringVariable, NoneForARowWithoutTerms) {
   Kept p("x10 = 0");
   p.solver.initialize();

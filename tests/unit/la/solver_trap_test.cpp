@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tarku/la/la_proof.h"
 #include "tarku/termination_test.h"
 #include "tests/unit/support/solver_fixture.h"
 
@@ -131,17 +132,24 @@ TEST(TrapFailedPush, BuriedUnderAnotherPushItStillCounts) {
 }
 
 TEST(TrapFailedPush, BuriedUnderAPopAndAnotherConflict) {
-  Problem p;
+  Problem p(true);
   p.bounds("c1: x1 >= 3; c2: x1 <= 2; c3: x2 >= 0; c4: x2 >= 5; c5: x2 <= 4");
   EXPECT_TRUE(p.push(1));
   EXPECT_FALSE(p.push(2));
+  proof::Ref first(p.solver.get_conflict_proof());
   EXPECT_FALSE(p.push(3));
   p.pop();
   EXPECT_TRUE(p.push(4));
   EXPECT_FALSE(p.push(5));
+  proof::Ref second(p.solver.get_conflict_proof());
+  EXPECT_NE(first.get(), second.get());
   p.pop();
   EXPECT_FALSE(p.check());
   EXPECT_EQ((Ints{1, 2}), p.solver.conflict_);
+  const auto* step = dynamic_cast<const LaComb*>(p.solver.conflict_proof_);
+  ASSERT_NE(nullptr, step);
+  EXPECT_EQ(2, dynamic_cast<const LaHyp*>(step->premise1())->index()) << "the proof belongs to that conflict";
+  EXPECT_EQ(1, dynamic_cast<const LaHyp*>(step->premise2())->index());
   p.pop(2);
   EXPECT_TRUE(p.check());
 }
