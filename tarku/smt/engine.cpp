@@ -189,11 +189,15 @@ void Engine::search_one_by_one() {
 
 void Engine::search_all_at_once() {
   tell_new_atoms();
-  PacedSearch search(*this);
   push_new_literals(false);
-  if (!conflict_.empty()) return;
+  if (conflict_.empty()) alternate_rules();
+  finish_search();
+}
+
+void Engine::alternate_rules() {
   constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
   constexpr std::uint64_t always = 1;
+  PacedSearch search(*this);
   std::uint64_t patience = 100 + solver_->tableau_.rows().num_present() / 4;
   for (bool smallest_index = false;; smallest_index = !smallest_index) {
     solver_->pivot_limit_override_ = smallest_index ? always : never;
@@ -201,12 +205,11 @@ void Engine::search_all_at_once() {
     patience += smallest_index ? patience / 2 : 0;
     try {
       if (!solver_->check(true)) set_solver_conflict();
-      break;
+      return;
     } catch (const Pacer::Spent&) {
       // the next round goes on from here
     }
   }
-  finish_search();
 }
 
 // What is left once the bounds are known to be consistent, or not.

@@ -131,6 +131,7 @@ class Engine {
   class PacedSearch;
   void search_one_by_one();
   void search_all_at_once();
+  void alternate_rules();
   void finish_search();
   void start_afresh();
   void tell_new_atoms();

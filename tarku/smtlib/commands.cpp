@@ -343,6 +343,7 @@ void Interpreter::check_sat() {
   smt::Engine& engine = *session_->engine;
   engine.set_termination_test(&limits_);
   const CheckLimits::Check running(limits_);
+  engine.set_presolve(!session_->options.produce_unsat_cores);  // cores shall name only the equalities they need
   const smt::Answer result = engine.check();
   session_->last_answer = result;
   answer() << to_str(result) << '\n';

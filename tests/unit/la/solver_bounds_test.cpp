@@ -544,6 +544,18 @@ TEST(PopConstraint, ClearsInConflictAlways) {
   EXPECT_TRUE(p.check());
 }
 
+TEST(PopConstraint, OfAnIndexPushedTwiceTakesOneEntryAtATime) {
+  Problem p;
+  p.bounds("c1: x1 >= 3");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_TRUE(p.push(1));
+  EXPECT_EQ((Stack{{1, 1}, {1, -1}}), p.solver.constraint_stack_);
+  p.pop();
+  EXPECT_EQ((Stack{{1, 1}}), p.solver.constraint_stack_);
+  EXPECT_EQ("3", p.lower(1));
+  EXPECT_TRUE(p.record(1).has(RANGE_UNPUSHED));
+}
+
 // Halves may be pushed by hand, without being counted; popping them must not count below zero.
 TEST(PopConstraint, NeverCountsBelowZero) {
   Problem p;
