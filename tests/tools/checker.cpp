@@ -2,6 +2,7 @@
 #include "tests/tools/checker.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 #include "tarku/exception.h"
@@ -567,7 +568,10 @@ void Checker::build_model(const Op& op) {
 // Bounds hold with a positive number for the infinitesimal; strict ones must hold strictly.
 void Checker::check_model(const Op& op) {
   std::vector<std::pair<int, Value>> abstract, values;
-  for (int var : model_.variables()) {
+  std::set<int> vars;
+  for (int var : model_.variables()) vars.insert(var);
+  for (const auto& term : op.terms) vars.insert(term.var);  // perhaps of a retracted equation, but still with a value
+  for (int var : vars) {
     const std::optional<Value> value = abstract_value(var);
     if (!value) continue;
     abstract.emplace_back(var, *value);
