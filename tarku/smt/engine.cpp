@@ -150,22 +150,18 @@ Answer Engine::search() {
 }
 
 // The solver's settings for a search, put back however it ends.
-class Engine::PacedSearch {
- public:
-  explicit PacedSearch(Engine& engine) : engine_(engine), pacer(*engine.solver_, engine.termination_test_) {
+struct Engine::PacedSearch {
+  explicit PacedSearch(Engine& owner) : engine(owner), pacer(*owner.solver_, owner.termination_test_) {
     engine.solver_->termination_test_ = &pacer;
   }
   PacedSearch(const PacedSearch&) = delete;
   PacedSearch& operator=(const PacedSearch&) = delete;
   ~PacedSearch() {
-    engine_.solver_->termination_test_ = engine_.termination_test_;
-    engine_.solver_->pivot_limit_override_ = 0;
+    engine.solver_->termination_test_ = engine.termination_test_;
+    engine.solver_->pivot_limit_override_ = 0;
   }
 
- private:
-  Engine& engine_;
-
- public:
+  Engine& engine;
   Pacer pacer;
 };
 
@@ -187,6 +183,7 @@ void Engine::search_one_by_one() {
   finish_search();
 }
 
+// The second way, on a solver that knows nothing yet.
 void Engine::search_all_at_once() {
   tell_new_atoms();
   push_new_literals(false);
@@ -194,6 +191,7 @@ void Engine::search_all_at_once() {
   finish_search();
 }
 
+// Decides by rounds of the two pivot rules. Needs: everything is pushed, no conflict is known.
 void Engine::alternate_rules() {
   constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
   constexpr std::uint64_t always = 1;

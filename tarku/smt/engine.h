@@ -128,7 +128,7 @@ class Engine {
 
   void forget_answer();
   Answer search();
-  class PacedSearch;
+  struct PacedSearch;
   void search_one_by_one();
   void search_all_at_once();
   void alternate_rules();
