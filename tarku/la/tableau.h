@@ -142,8 +142,8 @@ class Tableau {
   std::vector<State> states_;    // keyed by variable
   std::size_t num_present_ = 0;  // number of entries of states_ that are `present`
   std::uint64_t work_ = 0;
-  bool inconsistent_ = false;    // an equation without variables had a non-zero constant
-  VarSet no_column_;             // the column of a variable that the tableau does not know; always empty
+  bool inconsistent_ = false;  // an equation without variables had a non-zero constant
+  VarSet no_column_;           // the column of a variable that the tableau does not know; always empty
 
   std::vector<int> column_scratch_;  // a copy of the column that is being replaced; kept for its storage
 };
