@@ -1647,7 +1647,6 @@ bool Solver::is_true(const Equation& eq) {
   return value.delta().is_zero() && value.real() == eq.constant().neg();
 }
 
-// The largest delta with which every value keeps its bounds; 1 when any will do.
 QNumber Solver::smallest_ratio() const {
   bool found = false;
   QNumber best(1);

@@ -197,6 +197,8 @@ class Solver {
   // that is false under the current values, and the difference of values that differ. Only right after check(false)
   // answered true. Throws Exception when halving delta does not get there.
   void build_model(const std::vector<Equation>& eqs);
+  // A positive rational for delta with which every value keeps its bounds: the largest such one, or 1 when any will do.
+  QNumber smallest_ratio() const;
   void adjust_model_for_disequalities();
   // On return each variable of `fixed` has one extra bound level, which the caller pops.
   void adjust_model_for_disequalities(const std::vector<Equation>& eqs, std::vector<int>& fixed);
@@ -340,7 +342,6 @@ class Solver {
   DNumber eval_over_abstract_values(const Equation& eq) const;
   DNumber eval_abstractly(const Equation& eq, bool skip_defining);
   bool is_true(const Equation& eq);
-  QNumber smallest_ratio() const;
   std::vector<int> group_by_value();
   bool try_delta(const QNumber& delta, const std::vector<Equation>& eqs, const std::vector<bool>& truth,
                  const std::vector<int>& representatives);

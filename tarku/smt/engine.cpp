@@ -167,14 +167,11 @@ struct Engine::PacedSearch {
 
 // Brings what is new to the solver and searches; a conflict found is in conflict_.
 void Engine::search_one_by_one() {
-  // Measured on linear programs: most that this way solves take less.
-  constexpr std::uint64_t work_per_term = 200;
-  constexpr std::uint64_t least_work = 20'000;
   tell_new_atoms();
   if (!conflict_.empty()) return;
   try {
     PacedSearch search(*this);
-    search.pacer.start_round(least_work + work_per_term * solver_->tableau_.num_terms(), Pacer::unlimited);
+    search.pacer.start_round(work_per_term_ * (100 + solver_->tableau_.num_terms()), Pacer::unlimited);
     push_new_literals(true);
   } catch (const Pacer::Spent&) {
     start_afresh();
@@ -463,34 +460,13 @@ Evaluator& Engine::model() {
     if (separated_) {
       solver_->build_model({});
     } else {
-      delta_ = choose_delta();
+      delta_ = solver_->smallest_ratio();
     }
     model_.emplace(
         terms_, [this](Term symbol) { return symbol_value(symbol); },
         [this](Term symbol) { return symbol_truth(symbol); });
   }
   return *model_;
-}
-
-// A value of the infinitesimal at which every variable keeps its bounds. A variable r + k*delta above its bound
-// l + m*delta with k < m stays there up to delta = (r - l)/(m - k), and likewise below.
-QNumber Engine::choose_delta() {
-  std::optional<QNumber> smallest;
-  const auto keep_order = [&smallest](const la::DNumber& low, const la::DNumber& high) {
-    if (low.is_infinite() || high.is_infinite() || !(high.delta() < low.delta())) return;
-    QNumber ratio = (high.real() - low.real()) / (low.delta() - high.delta());
-    assert(ratio.is_positive());
-    if (!smallest || ratio < *smallest) smallest = std::move(ratio);
-  };
-  la::DNumber value, bound;
-  for (int v = 1; v <= atoms_.num_variables(); ++v) {
-    if (!solver_->get_abstract_value(v, &value)) continue;
-    solver_->get_lower_bound(v, &bound);
-    keep_order(bound, value);
-    solver_->get_upper_bound(v, &bound);
-    keep_order(value, bound);
-  }
-  return smallest ? *smallest : QNumber(1);
 }
 
 QNumber Engine::symbol_value(Term symbol) {

@@ -90,6 +90,8 @@ class Engine {
   // Whether equalities asserted below all levels are solved away before the first check (the default). Cores are then
   // still unsatisfiable, but mention every such equality. To be set before the first check.
   void set_presolve(bool on) { presolve_ = on; }
+  // The share of work of the first way to search (pacing.h), for each term of the tableau. 0 leaves all to the second.
+  void set_first_share(std::uint64_t work_per_term) { work_per_term_ = work_per_term; }
   // Appends (name, figure) pairs.
   void get_stats(std::vector<std::pair<std::string, std::string>>& stats) const;
   la::Solver& solver() { return *solver_; }  // for tests and statistics
@@ -154,7 +156,6 @@ class Engine {
 
   int boolean_variable(Term symbol);
   Evaluator& model();
-  QNumber choose_delta();
   QNumber symbol_value(Term symbol);
   bool symbol_truth(Term symbol) const;
   void require(Answer answer, const char* call) const;
@@ -193,6 +194,7 @@ class Engine {
   bool separated_ = false;          // of that model: its values are those that the solver moved apart
   bool disequalities_supported_ = false;
   bool presolve_ = true;
+  std::uint64_t work_per_term_ = 200;  // measured on linear programs: most that the first way solves take less
   TerminationTest* termination_test_ = nullptr;
   std::uint64_t num_checks_ = 0;
   std::uint64_t num_old_pivots_ = 0;  // of solvers that were replaced
