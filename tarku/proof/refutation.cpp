@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cassert>
 #include <map>
+#include <unordered_set>
 #include <utility>
 
 #include "tarku/exception.h"
@@ -269,133 +270,129 @@ std::vector<int> Refutation::constraints() const {
   return result;
 }
 
-// ==== from sums to certificates ====
+// ==== from sums to lemmas ====
 
-class RefutationWriter {
- public:
-  RefutationWriter(Constraints& constraints, CertificateSink& sink) : constraints_(constraints), sink_(sink) {}
+namespace {
 
-  void write(const Refutation& refutation);
-
- private:
-  struct Derived {
-    ClauseId id;
-    Clause clause;
-  };
-  // An atom is made for each constraint, and for each strict side of a disequality.
-  using AtomKey = std::pair<int, Relation>;
-
-  int literal(int constraint, Role role);
-  int atom(int constraint, Relation relation);
-  Derived derive(const Refutation& refutation);
-  Derived combine(const std::vector<Summand>& sum);
-  Derived join(const Refutation& refutation);
-  static bool drop(Clause* clause, int literal);
-  void conclude(const Derived& lemma);
-
-  Constraints& constraints_;
-  CertificateSink& sink_;
-  std::map<AtomKey, int> atoms_;
-  std::unordered_map<int, bool> known_reals_;
-  std::unordered_map<int, std::pair<int, bool>> inputs_;  // by literal: the constraint, and whether it is taken negated
-  ClauseId last_id_ = 0;
-};
-
-// The literal that says that the constraint holds in this role.
-int RefutationWriter::literal(int constraint, Role role) {
-  const Relation relation = constraints_.meaning(constraint).relation;
-  switch (role) {
-    case Role::less:
-      return atom(constraint, Relation::less);
-    case Role::greater:
-      return atom(constraint, Relation::greater);
-    default:
-      break;
-  }
-  const bool is_negation = (role == Role::negated) != (relation == Relation::distinct);
-  const int variable = atom(constraint, relation == Relation::distinct ? Relation::equal : relation);
-  const int result = is_negation ? -variable : variable;
-  inputs_.emplace(result, std::make_pair(constraint, role == Role::negated));
-  return result;
-}
-
-int RefutationWriter::atom(int constraint, Relation relation) {
-  const auto [place, is_new] = atoms_.emplace(AtomKey(constraint, relation), static_cast<int>(atoms_.size()) + 1);
-  if (!is_new) return place->second;
-  const Constraints::Meaning meaning = constraints_.meaning(constraint);
-  for (const Monomial& term : meaning.terms) {
-    if (known_reals_.emplace(term.variable, true).second) {
-      sink_.real(term.variable, constraints_.real_name(term.variable));
-    }
-  }
-  sink_.atom(place->second, meaning.terms, relation, meaning.value);
-  return place->second;
-}
-
-RefutationWriter::Derived RefutationWriter::derive(const Refutation& refutation) {
-  return refutation.split_ < 0 ? combine(refutation.sum_) : join(refutation);
-}
-
-RefutationWriter::Derived RefutationWriter::combine(const std::vector<Summand>& sum) {
-  Derived result;
-  std::vector<QNumber> multipliers;
-  for (const Summand& summand : sum) {
-    result.clause.push_back(-literal(summand.constraint, summand.role));
-    multipliers.push_back(summand.multiplier);
-  }
-  result.id = ++last_id_;
-  sink_.farkas(result.id, result.clause, multipliers);
-  return result;
-}
-
-// Resolves the two sides with the split. A side that does not need its case settles the matter alone.
-RefutationWriter::Derived RefutationWriter::join(const Refutation& refutation) {
-  const int less = literal(refutation.split_, Role::less);
-  const int greater = literal(refutation.split_, Role::greater);
-  const int equal = -literal(refutation.split_, Role::as_told);
-  Derived left = derive(*refutation.less_);
-  if (!drop(&left.clause, -less)) return left;
-  Derived right = derive(*refutation.greater_);
-  if (!drop(&right.clause, -greater)) return right;
-  const ClauseId split = ++last_id_;
-  sink_.split(split, {equal, less, greater});
-  Derived result;
-  result.clause = std::move(left.clause);
-  result.clause.insert(result.clause.end(), right.clause.begin(), right.clause.end());
-  result.clause.push_back(equal);
-  std::sort(result.clause.begin(), result.clause.end());
-  result.clause.erase(std::unique(result.clause.begin(), result.clause.end()), result.clause.end());
-  result.id = ++last_id_;
-  sink_.rup(result.id, result.clause, {left.id, right.id, split});
-  return result;
-}
-
-bool RefutationWriter::drop(Clause* clause, int literal) {
+bool drop(Clause* clause, int literal) {
   const auto found = std::find(clause->begin(), clause->end(), literal);
   if (found == clause->end()) return false;
   clause->erase(found);
   return true;
 }
 
-void RefutationWriter::write(const Refutation& refutation) {
-  conclude(derive(refutation));
+}  // namespace
+
+Refutation::Lemma Refutation::derive(Derivation& steps) const {
+  return split_ < 0 ? combine(steps) : join(steps);
+}
+
+Refutation::Lemma Refutation::combine(Derivation& steps) const {
+  Lemma result;
+  std::vector<QNumber> multipliers;
+  for (const Summand& summand : sum_) {
+    result.clause.push_back(-steps.literal(summand.constraint, summand.role));
+    multipliers.push_back(summand.multiplier);
+  }
+  result.id = steps.farkas(result.clause, multipliers);
+  return result;
+}
+
+// Resolves the two sides with the split. A side that does not need its case settles the matter alone.
+Refutation::Lemma Refutation::join(Derivation& steps) const {
+  const int less = steps.literal(split_, Role::less);
+  const int greater = steps.literal(split_, Role::greater);
+  const int equal = -steps.literal(split_, Role::as_told);
+  Lemma left = less_->derive(steps);
+  if (!drop(&left.clause, -less)) return left;
+  Lemma right = greater_->derive(steps);
+  if (!drop(&right.clause, -greater)) return right;
+  const ClauseId split = steps.split({equal, less, greater});
+  Lemma result;
+  result.clause = std::move(left.clause);
+  result.clause.insert(result.clause.end(), right.clause.begin(), right.clause.end());
+  result.clause.push_back(equal);
+  std::sort(result.clause.begin(), result.clause.end());
+  result.clause.erase(std::unique(result.clause.begin(), result.clause.end()), result.clause.end());
+  result.id = steps.rup(result.clause, {left.id, right.id, split});
+  return result;
+}
+
+// ==== from lemmas to certificates ====
+
+namespace {
+
+class CertificateDerivation : public Derivation {
+ public:
+  CertificateDerivation(Constraints& constraints, CertificateSink& sink) : constraints_(constraints), sink_(sink) {}
+
+  int literal(int constraint, Role role) override;
+  ClauseId farkas(const Clause& clause, const std::vector<QNumber>& multipliers) override {
+    sink_.farkas(++last_id_, clause, multipliers);
+    return last_id_;
+  }
+  ClauseId split(const Clause& clause) override {
+    sink_.split(++last_id_, clause);
+    return last_id_;
+  }
+  ClauseId rup(const Clause& clause, const std::vector<ClauseId>& antecedents) override {
+    sink_.rup(++last_id_, clause, antecedents);
+    return last_id_;
+  }
+  void conclude(const Refutation::Lemma& lemma);
+
+ private:
+  int atom(int constraint, Relation relation);
+
+  Constraints& constraints_;
+  CertificateSink& sink_;
+  std::map<std::pair<int, Relation>, int> atoms_;  // one for each constraint, and for each side of a disequality
+  std::unordered_set<int> known_reals_;
+  std::unordered_map<int, int> constraint_of_;  // by literal
+  ClauseId last_id_ = 0;
+};
+
+int CertificateDerivation::literal(int constraint, Role role) {
+  const Relation relation = constraints_.meaning(constraint).relation;
+  if (role == Role::less) return atom(constraint, Relation::less);
+  if (role == Role::greater) return atom(constraint, Relation::greater);
+  const bool is_negation = (role == Role::negated) != (relation == Relation::distinct);
+  const int variable = atom(constraint, relation == Relation::distinct ? Relation::equal : relation);
+  const int result = is_negation ? -variable : variable;
+  constraint_of_.emplace(result, constraint);
+  return result;
+}
+
+int CertificateDerivation::atom(int constraint, Relation relation) {
+  const auto [place, is_new] =
+      atoms_.emplace(std::make_pair(constraint, relation), static_cast<int>(atoms_.size()) + 1);
+  if (!is_new) return place->second;
+  const Constraints::Meaning meaning = constraints_.meaning(constraint);
+  for (const Monomial& term : meaning.terms) {
+    if (known_reals_.insert(term.variable).second) sink_.real(term.variable, constraints_.real_name(term.variable));
+  }
+  sink_.atom(place->second, meaning.terms, relation, meaning.value);
+  return place->second;
 }
 
 // Asserts what the clause denies.
-void RefutationWriter::conclude(const Derived& lemma) {
+void CertificateDerivation::conclude(const Refutation::Lemma& lemma) {
   std::vector<ClauseId> antecedents;
   for (const int denied : lemma.clause) {
     antecedents.push_back(++last_id_);
-    sink_.input(last_id_, constraints_.source(inputs_.at(-denied).first), {-denied});
+    sink_.input(last_id_, constraints_.source(constraint_of_.at(-denied)), {-denied});
   }
   antecedents.push_back(lemma.id);
-  sink_.rup(++last_id_, {}, antecedents);
+  rup({}, antecedents);
   sink_.qed(last_id_);
 }
 
+}  // namespace
+
 void Refutation::certify(std::uint64_t check, Constraints& constraints, CertificateSink& sink) const {
   sink.begin(check);
-  RefutationWriter(constraints, sink).write(*this);
+  CertificateDerivation steps(constraints, sink);
+  steps.conclude(derive(steps));
 }
 
 }  // namespace tarku::proof

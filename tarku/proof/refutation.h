@@ -36,6 +36,8 @@ class Constraints {
   virtual std::string real_name(int variable) = 0;
 };
 
+class Derivation;
+
 class Refutation {
  public:
   // In which way a constraint takes part in a sum.
@@ -61,17 +63,38 @@ class Refutation {
   // The constraints that take part, ascending.
   std::vector<int> constraints() const;
 
+  // The clause that says that not all summands hold.
+  struct Lemma {
+    ClauseId id;
+    Clause clause;
+  };
+  Lemma derive(Derivation& steps) const;
+
   // Calls the sink from the first step to `qed`.
   void certify(std::uint64_t check, Constraints& constraints, CertificateSink& sink) const;
 
  private:
   friend class RefutationMaker;
-  friend class RefutationWriter;
+
+  Lemma combine(Derivation& steps) const;
+  Lemma join(Derivation& steps) const;
 
   // A leaf has a sum, an inner node a disequality and two sides.
   std::vector<Summand> sum_;
   int split_ = -1;
   std::unique_ptr<Refutation> less_, greater_;
+};
+
+// Takes the steps by which a lemma is derived.
+class Derivation {
+ public:
+  virtual ~Derivation() = default;
+  // The literal that says that a constraint holds in its role.
+  virtual int literal(int constraint, Refutation::Role role) = 0;
+  // Steps as those of certificates; each gives the id of its clause.
+  virtual ClauseId farkas(const Clause& clause, const std::vector<QNumber>& multipliers) = 0;
+  virtual ClauseId split(const Clause& clause) = 0;
+  virtual ClauseId rup(const Clause& clause, const std::vector<ClauseId>& antecedents) = 0;
 };
 
 }  // namespace tarku::proof
