@@ -85,6 +85,47 @@ void CertificateWriter::atom(int variable, const std::vector<Monomial>& terms, R
   out_ << ' ' << to_str(relation) << ' ' << value.to_str() << '\n';
 }
 
+// and VARIABLE LITERAL... 0
+void CertificateWriter::conjunction(int variable, const Clause& args) {
+  out_ << "and " << variable;
+  write_clause(args);
+  out_ << '\n';
+}
+
+void CertificateWriter::equivalence(int variable, int a, int b) {
+  out_ << "iff " << variable << ' ' << a << ' ' << b << '\n';
+}
+
+void CertificateWriter::choice(int variable, int condition, int yes, int no) {
+  out_ << "ite " << variable << ' ' << condition << ' ' << yes << ' ' << no << '\n';
+}
+
+// real-ite VARIABLE CONDITION : SUM : SUM
+void CertificateWriter::conditional(int variable, int condition, const Sum& yes, const Sum& no) {
+  out_ << "real-ite " << variable << ' ' << condition;
+  write_sum(yes);
+  write_sum(no);
+  out_ << '\n';
+}
+
+void CertificateWriter::write_sum(const Sum& sum) {
+  out_ << " :";
+  for (const Monomial& term : sum.terms) out_ << ' ' << term.coeff.to_str() << '*' << term.variable;
+  out_ << ' ' << sum.constant.to_str();
+}
+
+void CertificateWriter::gate(ClauseId id, int variable, const Clause& clause) {
+  out_ << "gate " << id << ' ' << variable;
+  write_clause(clause);
+  out_ << '\n';
+}
+
+void CertificateWriter::branch(ClauseId id, int variable, const Clause& clause) {
+  out_ << "branch " << id << ' ' << variable;
+  write_clause(clause);
+  out_ << '\n';
+}
+
 void CertificateWriter::input(ClauseId id, std::uint64_t source, const Clause& clause) {
   out_ << "input " << id << ' ' << source;
   write_clause(clause);

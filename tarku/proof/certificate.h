@@ -18,6 +18,12 @@ struct Monomial {
   QNumber coeff;
 };
 
+// Sum of the terms and a constant.
+struct Sum {
+  std::vector<Monomial> terms;
+  QNumber constant;
+};
+
 enum class Relation : std::uint8_t { less, less_equal, equal, distinct, greater_equal, greater };
 
 // As certificates write it; "distinct" has no such form, it is a negated equality.
@@ -37,7 +43,18 @@ class CertificateSink {
   virtual void boolean(int variable, std::string_view symbol) = 0;
   // `variable` stands for  sum of terms `relation` value.  Needs: not distinct.
   virtual void atom(int variable, const std::vector<Monomial>& terms, Relation relation, const QNumber& value) = 0;
+  // `variable` stands for the conjunction of the literals, the equivalence of two, or a choice between two by a third.
+  virtual void conjunction(int variable, const Clause& args) = 0;
+  virtual void equivalence(int variable, int a, int b) = 0;
+  virtual void choice(int variable, int condition, int yes, int no) = 0;
+  // The Real `variable` stands for `yes` when the condition is true and for `no` when it is false.
+  virtual void conditional(int variable, int condition, const Sum& yes, const Sum& no) = 0;
+
   virtual void input(ClauseId id, std::uint64_t source, const Clause& clause) = 0;
+  // A clause that follows from what one variable of it, a gate, stands for.
+  virtual void gate(ClauseId id, int variable, const Clause& clause) = 0;
+  // A selector's negation and an equality: of the Real `variable` and what the selector selects.
+  virtual void branch(ClauseId id, int variable, const Clause& clause) = 0;
   virtual void farkas(ClauseId id, const Clause& clause, const std::vector<QNumber>& multipliers) = 0;
   virtual void split(ClauseId id, const Clause& clause) = 0;
   virtual void rup(ClauseId id, const Clause& clause, const std::vector<ClauseId>& antecedents) = 0;
@@ -55,7 +72,13 @@ class CertificateWriter : public CertificateSink {
   void real(int variable, std::string_view symbol) override;
   void boolean(int variable, std::string_view symbol) override;
   void atom(int variable, const std::vector<Monomial>& terms, Relation relation, const QNumber& value) override;
+  void conjunction(int variable, const Clause& args) override;
+  void equivalence(int variable, int a, int b) override;
+  void choice(int variable, int condition, int yes, int no) override;
+  void conditional(int variable, int condition, const Sum& yes, const Sum& no) override;
   void input(ClauseId id, std::uint64_t source, const Clause& clause) override;
+  void gate(ClauseId id, int variable, const Clause& clause) override;
+  void branch(ClauseId id, int variable, const Clause& clause) override;
   void farkas(ClauseId id, const Clause& clause, const std::vector<QNumber>& multipliers) override;
   void split(ClauseId id, const Clause& clause) override;
   void rup(ClauseId id, const Clause& clause, const std::vector<ClauseId>& antecedents) override;
@@ -64,6 +87,7 @@ class CertificateWriter : public CertificateSink {
  private:
   void write_symbol(std::string_view symbol);
   void write_clause(const Clause& clause);
+  void write_sum(const Sum& sum);
 
   std::ostream& out_;
 };

@@ -53,6 +53,14 @@ class AtomTable {
   // rows() and bounds().
   Place add(LinearForm* form, Relation relation);
 
+  // The constraint  variable relation value.
+  int add_bound(int variable, Relation relation, const QNumber& value) { return bound(variable, relation, value); }
+  // The constraint that holds exactly when this one does not.
+  int negation_of(int constraint) {
+    const Bound told = bound_of(constraint);
+    return bound(told.variable, negation(told.relation), told.value);
+  }
+
   // Variable of a symbol, made on first sight by `variable`; 0 from `find_variable` when there is none.
   int variable(Term symbol);
   int find_variable(Term symbol) const;

@@ -16,6 +16,16 @@ class CheckingSink : public proof::CertificateSink {
   void boolean(int variable, std::string_view symbol) override { checker_.declare_bool(variable, symbol); }
   void atom(int variable, const std::vector<proof::Monomial>& terms, proof::Relation relation,
             const QNumber& value) override;
+  void conjunction(int, const proof::Clause&) override { throw checker::Refused("gates are not checked yet"); }
+  void equivalence(int, int, int) override { throw checker::Refused("gates are not checked yet"); }
+  void choice(int, int, int, int) override { throw checker::Refused("gates are not checked yet"); }
+  void conditional(int, int, const proof::Sum&, const proof::Sum&) override {
+    throw checker::Refused("gates are not checked yet");
+  }
+  void gate(proof::ClauseId, int, const proof::Clause&) override { throw checker::Refused("gates are not checked yet"); }
+  void branch(proof::ClauseId, int, const proof::Clause&) override {
+    throw checker::Refused("gates are not checked yet");
+  }
   void input(proof::ClauseId id, std::uint64_t source, const proof::Clause& clause) override {
     checker_.add_input(id, source, clause);
   }

@@ -62,12 +62,14 @@ class Engine::Collector : public LiteralSink {
   void linear_literal(Term, Term left, Relation relation, Term right) override {
     LinearForm& form = engine_.form_;
     engine_.linearizer_.subtract(left, right, &form);
-    if (const Term leaf = unsupported_leaf(form); leaf.is_valid()) {
-      return unsupported(leaf, "'ite' is not supported so far");
-    }
+    const bool has_choice = std::any_of(form.terms.begin(), form.terms.end(),
+                                        [this](const Monomial& m) { return engine_.terms_.op(m.leaf) != Op::symbol; });
     const AtomTable::Place place = engine_.atoms_.add(&form, relation);
-    if (place.constraint != 0) {
+    if (has_choice) {
+      engine_.formulas_.push_back({Term(), true, place.constraint});
+    } else if (place.constraint != 0) {
       engine_.literals_.push_back(Literal::arithmetic(place.constraint));
+      engine_.want(place.constraint);
     } else if (!place.constant) {
       falsity();
     }
@@ -75,21 +77,9 @@ class Engine::Collector : public LiteralSink {
 
   void falsity() override { engine_.literals_.push_back(Literal::falsity()); }
 
-  void unsupported(Term term, std::string what) override {
-    if (!unsupported_) unsupported_ = Unsupported{term, std::move(what)};
-  }
-
-  // The first conjunct that is no literal.
-  std::optional<Unsupported> unsupported_;
+  void formula(Term term, bool polarity) override { engine_.formulas_.push_back({term, polarity, 0}); }
 
  private:
-  Term unsupported_leaf(const LinearForm& form) const {
-    for (const Monomial& m : form.terms) {
-      if (engine_.terms_.op(m.leaf) != Op::symbol) return m.leaf;
-    }
-    return Term();
-  }
-
   Engine& engine_;
 };
 
@@ -99,49 +89,64 @@ Engine::~Engine() = default;
 
 // ---- assertions ----
 
-int Engine::assert_term(Term formula, std::optional<Unsupported>* unsupported) {
+int Engine::assert_term(Term formula) {
   if (terms_.sort(formula) != Sort::boolean) throw Exception() << "assert_term: the term is of sort Real";
   forget_answer();
-  const std::size_t before = literals_.size();
+  const std::size_t num_literals = literals_.size(), num_formulas = formulas_.size();
   Collector collector(*this);
   try {
     flatten(terms_, formula, collector);
   } catch (...) {
-    literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(before), literals_.end());
+    cut(num_literals, num_formulas);
     throw;
   }
-  assertions_.push_back({num_asserted_, formula, literals_.size()});
-  if (unsupported != nullptr) *unsupported = collector.unsupported_;
-  if (collector.unsupported_) unsupported_.emplace_back(num_asserted_, std::move(*collector.unsupported_));
+  assertions_.push_back({num_asserted_, num_levels(), formula, literals_.size(), formulas_.size()});
   return num_asserted_++;
+}
+
+void Engine::cut(std::size_t num_literals, std::size_t num_formulas) {
+  literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(num_literals), literals_.end());
+  formulas_.erase(formulas_.begin() + static_cast<std::ptrdiff_t>(num_formulas), formulas_.end());
 }
 
 void Engine::push() {
   forget_answer();
-  levels_.push_back(assertions_.size());
+  levels_.push_back({assertions_.size()});
 }
 
 void Engine::pop() {
   if (levels_.empty()) throw Exception() << "pop: no level is left";
   forget_answer();
-  const std::size_t kept = levels_.back();
+  const Level gone = levels_.back();
   levels_.pop_back();
+  if (gone.guard != 0) search_->clauses().retire_guard(gone.guard);
+  const std::size_t kept = gone.num_assertions;
   if (kept == assertions_.size()) return;
 
   const int first_gone = assertions_[kept].index;
-  const std::size_t literals_end = kept == 0 ? 0 : assertions_[kept - 1].literals_end;
-  while (num_pushed_literals_ > literals_end) pop_literal(literals_[--num_pushed_literals_]);
-  literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(literals_end), literals_.end());
+  const std::size_t num_literals = kept == 0 ? 0 : assertions_[kept - 1].literals_end;
+  const std::size_t num_formulas = kept == 0 ? 0 : assertions_[kept - 1].formulas_end;
+  while (num_pushed_literals_ > num_literals) pop_literal(literals_[--num_pushed_literals_]);
+  cut(num_literals, num_formulas);
+  num_clausified_ = std::min(num_clausified_, num_formulas);
   assertions_.resize(kept);
-  while (!unsupported_.empty() && unsupported_.back().first >= first_gone) unsupported_.pop_back();
   // A conflict among older assertions stays one.
   if (conflict_.is_known() && conflict_.assertions.back() >= first_gone) set_conflict({});
+}
+
+void Engine::want(int constraint) {
+  const auto index = static_cast<std::size_t>(constraint);
+  if (index >= is_wanted_.size()) is_wanted_.resize(std::max(index + 1, 2 * is_wanted_.size()));
+  if (is_wanted_[index]) return;
+  is_wanted_[index] = true;
+  wanted_.push_back(constraint);
 }
 
 void Engine::forget_answer() {
   answer_.reset();
   reason_unknown_.clear();
   model_.reset();
+  has_found_ = false;
 }
 
 int Engine::boolean_variable(Term symbol) {
@@ -158,7 +163,6 @@ Answer Engine::check() {
   Answer answer = Answer::unknown;
   try {
     answer = search();
-    if (answer == Answer::unknown) reason_unknown_ = unsupported_.front().second.what;
     if (check_answers_) verify(answer);
   } catch (const Interrupted& interruption) {
     reason_unknown_ = interruption.what();
@@ -169,9 +173,123 @@ Answer Engine::check() {
 }
 
 Answer Engine::search() {
-  if (!conflict_.is_known()) search_one_by_one();
   if (conflict_.is_known()) return Answer::unsat;
-  return unsupported_.empty() ? Answer::sat : Answer::unknown;
+  clausify_new_formulas();
+  search_one_by_one();
+  if (conflict_.is_known()) return Answer::unsat;
+  return formulas_.empty() ? Answer::sat : search_formulas();
+}
+
+// ---- formulas ----
+
+// Comes before all else, so that the solver is told the atoms of formulas along with those of the literals.
+void Engine::clausify_new_formulas() {
+  if (num_clausified_ == formulas_.size()) return;
+  if (!search_) {
+    BooleanSearch::Base& base = *this;
+    const bool is_logged = keep_proofs_ || check_answers_;
+    search_ = std::make_unique<BooleanSearch>(terms_, linearizer_, atoms_, stated(), base, is_logged);
+  }
+  auto owner = std::upper_bound(assertions_.begin(), assertions_.end(), num_clausified_,
+                                [](std::size_t position, const Assertion& a) { return position < a.formulas_end; });
+  for (; num_clausified_ < formulas_.size(); ++num_clausified_) {
+    poll();
+    while (owner->formulas_end <= num_clausified_) ++owner;
+    const Formula& formula = formulas_[num_clausified_];
+    bool holds = false;
+    const Clause clause = formula.constraint != 0
+                              ? search_->clausifier().unit_clause(formula.constraint, &holds)
+                              : search_->clausifier().clause(formula.term, formula.polarity, &holds);
+    if (holds) continue;
+    search_->clauses().add_input(static_cast<std::uint64_t>(owner->index), clause, guard_of_level(owner->level));
+  }
+  const std::vector<int>& observed = search_->clauses().observed();
+  for (; num_observed_ < observed.size(); ++num_observed_) {
+    const ClauseBase::Atom& atom = search_->clauses().atom(observed[num_observed_]);
+    want(atom.when_true);
+    want(atom.when_false);
+  }
+}
+
+int Engine::guard_of_level(int level) {
+  if (level == 0) return 0;
+  int& guard = levels_[static_cast<std::size_t>(level) - 1].guard;
+  if (guard == 0) guard = search_->clauses().new_guard();
+  return guard;
+}
+
+// Tells the search which of its symbols and atoms are literals of assertions.
+void Engine::tell_units() {
+  const ClauseBase& clauses = search_->clauses();
+  for (; num_named_ < clauses.named().size(); ++num_named_) {
+    const int variable = clauses.named()[num_named_];
+    if (const Term symbol = clauses.symbol_of(variable); symbol.is_valid()) {
+      const auto found = boolean_variables_.find(symbol.id());
+      if (found == boolean_variables_.end() || static_cast<std::size_t>(found->second) >= boolean_holders_.size())
+        continue;
+      const Holder& holder = boolean_holders_[static_cast<std::size_t>(found->second)];
+      if (holder.count > 0) tell_unit(holder.value ? variable : -variable, holder.assertion, holder.level);
+      continue;
+    }
+    const int constraint = clauses.constraint_of(variable);
+    for (const int each : {constraint, atoms_.negation_of(constraint)}) {
+      if (holds(each)) tell_unit(search_->clausifier().find_literal(each), assertion_of(each), level_of(each));
+    }
+  }
+}
+
+void Engine::tell_unit(int literal, int assertion, int level) {
+  const int guard = guard_of_level(level);
+  if (!units_.emplace(literal, guard).second) return;
+  search_->clauses().add_input(static_cast<std::uint64_t>(assertion), {literal}, guard);
+}
+
+Answer Engine::search_formulas() {
+  tell_units();
+  std::vector<int> guards;
+  for (int level = 1; level <= num_levels(); ++level) guards.push_back(guard_of_level(level));
+  const sat::Answer answer = search_->solve(*solver_, guards, termination_test_);
+  if (answer == sat::Answer::sat) return Answer::sat;
+  assert(answer == sat::Answer::unsat);
+  set_boolean_conflict();
+  return Answer::unsat;
+}
+
+void Engine::set_boolean_conflict() {
+  std::vector<int> assertions;
+  const ClauseBase& clauses = search_->clauses();
+  if (clauses.is_logged()) {
+    for (const std::uint64_t source : search_->clauses().log().sources(clauses.conclusion())) {
+      assertions.push_back(static_cast<int>(source));
+    }
+  } else {
+    for (const Assertion& assertion : assertions_) assertions.push_back(assertion.index);
+  }
+  set_conflict(std::move(assertions));
+  conflict_.is_boolean = true;
+  conflict_.conclusion = clauses.conclusion();
+}
+
+bool Engine::holds(int constraint) const {
+  if (is_solved(constraint)) return true;
+  const auto index = static_cast<std::size_t>(constraint);
+  return index < constraint_holders_.size() && constraint_holders_[index].count > 0;
+}
+
+int Engine::level_of(int constraint) const {
+  return is_solved(constraint) ? 0 : constraint_holders_[static_cast<std::size_t>(constraint)].level;
+}
+
+int Engine::guard(int constraint) {
+  return guard_of_level(level_of(constraint));
+}
+
+// The theory's stack is about to be taken down, and the bounds with it that tell how small the infinitesimal must be.
+void Engine::found_model() {
+  prepare_values();
+  found_values_.clear();
+  for (int v = 0; v <= atoms_.num_variables(); ++v) found_values_.push_back(variable_value(v));
+  has_found_ = true;
 }
 
 // The solver's settings for a search, put back however it ends.
@@ -261,9 +379,9 @@ void Engine::tell_new_atoms() {
   if (presolve_ && !presolved_) solve_equalities();
   if (conflict_.is_known()) return;
   is_row_told_.resize(atoms_.rows().size());
-  for (; num_told_bounds_ < atoms_.bounds().size(); ++num_told_bounds_) {
+  for (; num_told_bounds_ < wanted_.size(); ++num_told_bounds_) {
     if (num_told_bounds_ % poll_period == 0) poll();
-    const AtomTable::Bound& bound = atoms_.bounds()[num_told_bounds_];
+    const AtomTable::Bound& bound = atoms_.bound_of(wanted_[num_told_bounds_]);
     if (is_solved(bound.constraint)) continue;
     const int row = atoms_.row_of(bound.variable);
     if (row >= 0 && !is_row_told_[static_cast<std::size_t>(row)]) {
@@ -286,7 +404,7 @@ void Engine::solve_equalities() {
   std::vector<int> constraints;  // in the order in which the system gets them
   std::vector<int> solved_by(static_cast<std::size_t>(atoms_.num_constraints()) + 1, -1);
   std::size_t literal = 0;
-  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front();
+  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front().num_assertions;
   for (std::size_t i = 0; i < num_permanent; ++i) {
     for (; literal < assertions_[i].literals_end; ++literal) {
       if (!literals_[literal].is_arithmetic()) continue;
@@ -311,6 +429,7 @@ void Engine::solve_equalities() {
   }
   for (const EqualitySystem::Pivot& pivot : system.pivots()) {
     equality_pivots_.push_back({constraints[static_cast<std::size_t>(pivot.equality)], pivot.unknown});
+    if (stated_) stated_->add_equation(equality_pivots_.back().constraint, pivot.unknown);
   }
   if (solvable) return adopt_definitions(system);
   set_conflict(solved_assertions_);
@@ -391,37 +510,46 @@ void Engine::push_new_literals(bool one_by_one) {
   while (num_pushed_literals_ < literals_.size()) {
     if (num_pushed_literals_ % poll_period == 0) poll();
     while (owner->literals_end <= num_pushed_literals_) ++owner;
-    if (!push_literal(literals_[num_pushed_literals_++], owner->index)) return;
+    if (!push_literal(literals_[num_pushed_literals_++], *owner)) return;
     if (one_by_one && !solver_->violated_basics_.empty() && !solver_->check(true)) return set_solver_conflict();
   }
 }
 
 // False when the literal contradicts those below it; it counts as pushed all the same.
-bool Engine::push_literal(Literal literal, int assertion) {
+bool Engine::push_literal(Literal literal, const Assertion& assertion) {
   if (literal.is_arithmetic()) return push_arithmetic(literal.constraint(), assertion);
   if (!literal.is_falsity()) return push_boolean(literal, assertion);
-  set_conflict({assertion});
+  set_conflict({assertion.index});
   return false;
 }
 
-bool Engine::push_arithmetic(int constraint, int assertion) {
+bool Engine::push_arithmetic(int constraint, const Assertion& assertion) {
   Holder& holder = constraint_holders_[static_cast<std::size_t>(constraint)];
   if (holder.count++ > 0) return true;
-  holder.assertion = assertion;
+  holder.assertion = assertion.index;
+  holder.level = assertion.level;
+  if (const int known = search_ ? search_->clausifier().find_literal(constraint) : 0) {
+    tell_unit(known, assertion.index, assertion.level);
+  }
   if (is_solved(constraint)) return true;
   if (solver_->push_constraint(constraint)) return true;
   set_solver_conflict();
   return false;
 }
 
-bool Engine::push_boolean(Literal literal, int assertion) {
+bool Engine::push_boolean(Literal literal, const Assertion& assertion) {
   Holder& holder = boolean_holders_[static_cast<std::size_t>(literal.variable())];
   if (holder.count++ == 0) {
-    holder.assertion = assertion;
+    holder.assertion = assertion.index;
+    holder.level = assertion.level;
     holder.value = literal.value();
+    const Term symbol = boolean_symbols_[static_cast<std::size_t>(literal.variable()) - 1];
+    if (const int known = search_ ? search_->clausifier().find_symbol(symbol) : 0) {
+      tell_unit(literal.value() ? known : -known, assertion.index, assertion.level);
+    }
   }
   if (holder.value == literal.value()) return true;
-  set_conflict({holder.assertion, assertion});
+  set_conflict({holder.assertion, assertion.index});
   conflict_.symbol = holder.value ? literal.variable() : -literal.variable();
   return false;
 }
@@ -479,6 +607,7 @@ std::vector<int> Engine::unsat_core() {
 }
 
 std::vector<int> Engine::core() {
+  if (conflict_.is_boolean && !search_->clauses().is_logged()) throw Exception() << "unsat_core: no proofs were kept";
   if (conflict_.proof == nullptr && conflict_.equality == 0) return conflict_.assertions;
   std::vector<int> result;
   for (const int constraint : refutation().constraints()) result.push_back(assertion_of(constraint));
@@ -520,6 +649,10 @@ void Engine::certify(std::uint64_t check, proof::CertificateSink& sink) {
 }
 
 void Engine::tell_refutation(std::uint64_t check, proof::CertificateSink& sink) {
+  if (conflict_.is_boolean) {
+    if (!search_->clauses().is_logged()) throw Exception() << "certify: no proofs were kept";
+    return search_->clauses().certify(check, conflict_.conclusion, sink);
+  }
   if (conflict_.proof != nullptr || conflict_.equality != 0) return refutation().certify(check, stated(), sink);
   const auto source = [this](std::size_t i) { return static_cast<std::uint64_t>(conflict_.assertions[i]); };
   sink.begin(check);
@@ -576,7 +709,8 @@ void Engine::verify_refutation() {
     return found != nullptr ? found->formula : Term();
   };
   const auto real = [this](int variable) { return atoms_.symbol(variable); };
-  const auto boolean = [this](int) {
+  const auto boolean = [this](int variable) {
+    if (conflict_.is_boolean) return search_->clauses().symbol_of(variable);
     return boolean_symbols_[static_cast<std::size_t>(std::abs(conflict_.symbol)) - 1];
   };
   TermAssertions assertions(terms_, {assertion, real, boolean});
@@ -620,18 +754,22 @@ bool Engine::bool_value(Term t) {
 
 Evaluator& Engine::model() {
   if (!model_) {
-    // With disequalities in force a small infinitesimal is not enough: the solver has to move values apart.
-    separated_ = !solver_->diseqs_.empty();
-    if (separated_) {
-      separate_values();
-    } else {
-      delta_ = short_fraction(solver_->smallest_ratio());
-    }
+    if (!has_found_) prepare_values();
     model_.emplace(
         terms_, [this](Term symbol) { return symbol_value(symbol); },
         [this](Term symbol) { return symbol_truth(symbol); });
   }
   return *model_;
+}
+
+// With disequalities in force a small infinitesimal is not enough: the solver has to move values apart.
+void Engine::prepare_values() {
+  separated_ = !solver_->diseqs_.empty();
+  if (separated_) {
+    separate_values();
+  } else {
+    delta_ = short_fraction(solver_->smallest_ratio());
+  }
 }
 
 // Halving an infinitesimal ends in vain when unequal values happen to meet each time. Odd parts of it meet other
@@ -652,8 +790,15 @@ void Engine::separate_values() {
 
 QNumber Engine::symbol_value(Term symbol) {
   const int variable = atoms_.find_variable(symbol);
-  if (variable == 0) return QNumber();
+  if (!has_found_) return variable_value(variable);
+  const auto index = static_cast<std::size_t>(variable);
+  return index < found_values_.size() ? found_values_[index] : QNumber();
+}
+
+// Variable 0 stands for none.
+QNumber Engine::variable_value(int variable) {
   QNumber result;
+  if (variable == 0) return result;
   la::DNumber value;
   if (!(separated_ && solver_->get_value(variable, &result)) && solver_->get_abstract_value(variable, &value)) {
     result = value.real();
@@ -662,11 +807,14 @@ QNumber Engine::symbol_value(Term symbol) {
   return result + offset(variable);
 }
 
-bool Engine::symbol_truth(Term symbol) const {
+bool Engine::symbol_truth(Term symbol) {
   const auto found = boolean_variables_.find(symbol.id());
-  if (found == boolean_variables_.end()) return false;
-  const Holder& holder = boolean_holders_[static_cast<std::size_t>(found->second)];
-  return holder.count > 0 && holder.value;
+  if (found != boolean_variables_.end() && static_cast<std::size_t>(found->second) < boolean_holders_.size()) {
+    const Holder& holder = boolean_holders_[static_cast<std::size_t>(found->second)];
+    if (holder.count > 0) return holder.value;
+  }
+  const int variable = has_found_ ? search_->clausifier().find_symbol(symbol) : 0;
+  return variable != 0 && search_->value(variable);
 }
 
 // ---- settings and figures ----

@@ -4,11 +4,15 @@
 // it fresh; check makes it answered. real_value and bool_value need the last answer to be sat, unsat_core, minimal_core
 // and certify need unsat.
 //
-// How an assertion travels: assert_term flattens it into literals at once (atoms.h gives equal atoms equal constraint
-// indices), but nothing reaches the solver before check. There everything that is new is told, forms first, then
-// bounds, and then the literals are pushed in the order of the assertions. The literals of all assertions in force form
-// one stack, of which a prefix is pushed; a pop cuts the stack and undoes what was pushed beyond the cut. Once a
-// conflict is known nothing more is pushed until an assertion of its core goes.
+// How an assertion travels: assert_term takes it apart into literals (atoms.h gives equal atoms equal constraint
+// indices) and other formulas, but nothing reaches the solver before check. There everything that is new is told, forms
+// first, then bounds, and then the literals are pushed in the order of the assertions. The literals of all assertions
+// in force form one stack, of which a prefix is pushed; a pop cuts the stack and undoes what was pushed beyond the cut.
+// Once a conflict is known nothing more is pushed until an assertion of its core goes.
+//
+// When the literals are consistent and there are formulas, too, a SAT solver searches for a selection of atoms that
+// satisfies the formulas (boolean_search.h). The solver of the theory then carries the literals as its base, and what
+// the search assigns on top of them.
 //
 // No answer has to be believed: a model is a value for every symbol, and certify() tells the steps of a refutation to
 // anyone who wants to check them. With set_check_answers the engine does both checks itself before it answers.
@@ -18,6 +22,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -28,6 +33,7 @@
 #include "tarku/proof/proof.h"
 #include "tarku/proof/refutation.h"
 #include "tarku/smt/atoms.h"
+#include "tarku/smt/boolean_search.h"
 #include "tarku/smt/evaluator.h"
 #include "tarku/smt/linear.h"
 #include "tarku/smt/presolve.h"
@@ -48,13 +54,6 @@ namespace tarku::smt {
 
 enum class Answer { sat, unsat, unknown };
 
-// Why an assertion is beyond the engine: the smallest offending subterm and a text such as
-// "'or' is not supported so far".
-struct Unsupported {
-  Term term;
-  std::string what;
-};
-
 // What a TerminationTest throws to stop a check: check then answers unknown, and the text becomes reason_unknown.
 // Anything else that it throws passes through check; the engine may be used further in both cases.
 class Interrupted : public Exception {};
@@ -72,21 +71,19 @@ class AnswerRefused : public Exception {
   std::string dump_;
 };
 
-class Engine {
+class Engine : private BooleanSearch::Base {
  public:
   // `terms` must outlive the engine.
   explicit Engine(TermManager& terms);
-  ~Engine();
+  ~Engine() override;
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
   // ---- assertions ----
 
   // Adds `formula` (of sort Bool) to the current level. Gives its index, which counts every assertion ever made, from
-  // 0. A formula with structure beyond a conjunction of literals over linear atoms is kept all the same: its other
-  // conjuncts are used, *unsupported (when given) says what is missing, and check answers unknown unless what is
-  // understood is unsatisfiable already. *unsupported is left empty when all is understood.
-  int assert_term(Term formula, std::optional<Unsupported>* unsupported = nullptr);
+  // 0.
+  int assert_term(Term formula);
   void push();
   void pop();  // throws Exception when no level is left; nothing is changed then
   int num_levels() const { return static_cast<int>(levels_.size()); }
@@ -118,6 +115,9 @@ class Engine {
 
   void set_termination_test(TerminationTest* test);  // polled during check; null for none; not owned
   void set_verbosity(int level);                     // trace level of the solver
+  // Whether certificates and cores are wanted of answers that took a search over formulas (the default). Without, and
+  // without checked answers, the search keeps no record. To be set before the first check.
+  void set_keep_proofs(bool on) { keep_proofs_ = on; }
   // Whether check evaluates every assertion in the model before it answers sat, and has every step of the certificate
   // checked before it answers unsat. Off by default.
   void set_check_answers(bool on) { check_answers_ = on; }
@@ -148,16 +148,30 @@ class Engine {
     int code_;
   };
 
+  struct Formula {  // a conjunct that is no literal
+    Term term;      // that is to have the value `polarity`
+    bool polarity;
+    int constraint;  // instead, when it is not 0: an atom over an `ite`
+  };
+
   struct Assertion {  // one in force
     int index;        // what assert_term gave
+    int level;        // the number of levels at that time
     Term formula;
     std::size_t literals_end;  // its literals end here in literals_, and start where those of the one before end
+    std::size_t formulas_end;  // likewise in formulas_
+  };
+
+  struct Level {
+    std::size_t num_assertions;  // below it
+    int guard = 0;               // the variable that stands for it in clauses, once there are some
   };
 
   // A constraint or Boolean variable on the stack.
   struct Holder {
     std::uint32_t count = 0;  // pushed literals that stand for it
     int assertion = -1;       // index of the oldest of them, the one that explains it
+    int level = 0;            // that assertion's
     bool value = false;       // Boolean variables: the sign
   };
 
@@ -172,6 +186,8 @@ class Engine {
     proof::Ref proof;             // of arithmetic: what the solver says
     int equality = 0;             // of the equalities solved away: one that the others contradict
     int symbol = 0;               // of two literals: their Boolean variable, true in the first assertion
+    bool is_boolean = false;      // of a search over formulas: the step that says so
+    ProofLog::Id conclusion = 0;
     bool is_known() const { return !assertions.empty(); }
   };
 
@@ -180,12 +196,26 @@ class Engine {
 
   void forget_answer();
   Answer search();
+  Answer search_formulas();
+  void clausify_new_formulas();
+  void tell_units();
+  void tell_unit(int literal, int assertion, int level);
+  int guard_of_level(int level);
+  void set_boolean_conflict();
+
+  // ---- BooleanSearch::Base ----
+  bool holds(int constraint) const override;
+  int guard(int constraint) override;
+  std::uint64_t source(int constraint) override { return static_cast<std::uint64_t>(assertion_of(constraint)); }
+  void found_model() override;
   struct PacedSearch;
   void search_one_by_one();
   void search_all_at_once();
   void alternate_rules();
   void finish_search();
   void start_afresh();
+  void cut(std::size_t num_literals, std::size_t num_formulas);
+  void want(int constraint);
   void tell_new_atoms();
   void solve_equalities();
   void adopt_definitions(const EqualitySystem& system);
@@ -196,9 +226,9 @@ class Engine {
   void tell_row(const AtomTable::Row& row);
   void tell_bound(const AtomTable::Bound& bound);
   void push_new_literals(bool one_by_one);
-  bool push_literal(Literal literal, int assertion);
-  bool push_arithmetic(int constraint, int assertion);
-  bool push_boolean(Literal literal, int assertion);
+  bool push_literal(Literal literal, const Assertion& assertion);
+  bool push_arithmetic(int constraint, const Assertion& assertion);
+  bool push_boolean(Literal literal, const Assertion& assertion);
   void pop_literal(Literal literal);
   void set_conflict(std::vector<int> assertions);
   void set_solver_conflict();
@@ -212,14 +242,17 @@ class Engine {
   const proof::Refutation& refutation();
   StatedConstraints& stated();
   int assertion_of(int constraint) const;
+  int level_of(int constraint) const;
   std::vector<int> core();
   const Assertion* find_assertion(std::uint64_t index) const;
 
   int boolean_variable(Term symbol);
   Evaluator& model();
+  void prepare_values();
   void separate_values();
   QNumber symbol_value(Term symbol);
-  bool symbol_truth(Term symbol) const;
+  QNumber variable_value(int variable);
+  bool symbol_truth(Term symbol);
   void require(Answer answer, const char* call) const;
 
   TermManager& terms_;
@@ -232,10 +265,12 @@ class Engine {
 
   // What is asserted. Written by assert_term, push and pop.
   std::vector<Assertion> assertions_;
-  std::vector<Literal> literals_;                         // of all assertions in force, in their order
-  std::vector<std::size_t> levels_;                       // number of assertions below each level
-  std::vector<std::pair<int, Unsupported>> unsupported_;  // by ascending assertion, of those in force
-  int num_asserted_ = 0;                                  // ever
+  std::vector<Literal> literals_;  // of all assertions in force, in their order
+  std::vector<Formula> formulas_;  // likewise
+  std::vector<Level> levels_;
+  std::vector<int> wanted_;      // constraints that the solver is to be told, each once
+  std::vector<bool> is_wanted_;  // by constraint index
+  int num_asserted_ = 0;         // ever
 
   // What the solver knows. Written by check and pop.
   bool presolved_ = false;        // solve_equalities has run
@@ -245,11 +280,20 @@ class Engine {
   std::vector<int>
       solved_by_;  // by constraint index: the assertion, if it was solved away and is never pushed; else -1
   std::vector<bool> is_row_told_;           // by index in atoms_.rows()
-  std::size_t num_told_bounds_ = 0;         // prefix of atoms_.bounds()
+  std::size_t num_told_bounds_ = 0;         // prefix of wanted_
   std::size_t num_pushed_literals_ = 0;     // prefix of literals_
   std::vector<Holder> constraint_holders_;  // by constraint index
   std::vector<Holder> boolean_holders_;     // by Boolean variable
   Conflict conflict_;
+
+  // The search over formulas, made when there are some. Written by check and pop.
+  std::unique_ptr<BooleanSearch> search_;
+  std::size_t num_clausified_ = 0;       // prefix of formulas_
+  std::size_t num_observed_ = 0;         // atoms of the search that are told
+  std::size_t num_named_ = 0;            // its atoms and symbols that were compared with the literals
+  std::set<std::pair<int, int>> units_;  // literals of the search that were told it, with their guards
+  std::vector<QNumber> found_values_;    // by variable, of the model that the search has found
+  bool has_found_ = false;
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since
   std::string reason_unknown_;
@@ -260,6 +304,7 @@ class Engine {
   QNumber delta_;                                // of that model: the value of the infinitesimal
   bool separated_ = false;                       // of that model: its values are those that the solver moved apart
   bool check_answers_ = false;
+  bool keep_proofs_ = true;
   bool presolve_ = true;
   std::uint64_t work_per_term_ = 200;  // measured on linear programs: most that the first way solves take less
   TerminationTest* termination_test_ = nullptr;

@@ -45,22 +45,16 @@ class Flattener {
   void parity(Term t, bool polarity);
   void choice(Term t, bool polarity);
   void equality(Term t, bool polarity);
-  void agreement(Term t, bool polarity);
+  void agreement(Term t, bool polarity, bool agree);
   void chain(Term t, bool polarity, Relation relation);
   void distinction(Term t, bool polarity);
   bool is_repeated(Term t, bool polarity);
-  void refuse(Term t, bool polarity, const char* detail = "");
 
   const TermManager& terms_;
   LiteralSink& sink_;
   std::vector<Goal> stack_;
   std::unordered_set<std::uint64_t> met_;  // shared terms with their polarity
 };
-
-void Flattener::refuse(Term t, bool polarity, const char* detail) {
-  const std::string name = "'" + std::string(to_str(terms_.op(t))) + "'";
-  sink_.unsupported(t, (polarity ? "" : "a negated ") + name + detail + " is not supported so far");
-}
 
 bool Flattener::is_repeated(Term t, bool polarity) {
   return terms_.is_shared(t) && !met_.insert(2 * std::uint64_t{t.id()} + (polarity ? 1 : 0)).second;
@@ -112,7 +106,7 @@ void Flattener::junction(Term t, bool polarity, bool dominant) {
   Term remaining;
   for (const Term a : args) {
     if (terms_.known_truth(a) || a == remaining) continue;
-    if (remaining.is_valid()) return refuse(t, polarity);
+    if (remaining.is_valid()) return sink_.formula(t, polarity);
     remaining = a;
   }
   open(remaining, polarity);
@@ -128,26 +122,27 @@ void Flattener::implication(Term t, bool polarity) {
   Term premise;
   for (const Term* a = args.begin(); a != args.end() - 1; ++a) {
     if (terms_.known_truth(*a) || *a == premise) continue;
-    if (premise.is_valid()) return refuse(t, polarity);
+    if (premise.is_valid()) return sink_.formula(t, polarity);
     premise = *a;
   }
   if (!premise.is_valid()) return open(conclusion, true);
-  if (!terms_.known_truth(conclusion)) return refuse(t, polarity);
+  if (!terms_.known_truth(conclusion)) return sink_.formula(t, polarity);
   open(premise, false);
 }
 
 void Flattener::parity(Term t, bool polarity) {
   Term remaining;
+  bool wanted = polarity;
   for (const Term a : terms_.args(t)) {
     if (const std::optional<bool> known = terms_.known_truth(a)) {
-      polarity = polarity != *known;
+      wanted = wanted != *known;
     } else if (remaining.is_valid()) {
-      return refuse(t, true);
+      return sink_.formula(t, polarity);
     } else {
       remaining = a;
     }
   }
-  open(remaining, polarity);
+  open(remaining, wanted);
 }
 
 // With a known branch, (ite c a b) is a conjunction or a disjunction of c, or its negation, with the other branch.
@@ -159,13 +154,13 @@ void Flattener::choice(Term t, bool polarity) {
   if (args[1] == args[2]) return open(args[1], polarity);
   const std::optional<bool> yes = terms_.known_truth(args[1]);
   const std::optional<bool> no = terms_.known_truth(args[2]);
-  if (!yes && !no) return refuse(t, true);
+  if (!yes && !no) return sink_.formula(t, polarity);
   const Term other = yes ? args[2] : args[1];
   const bool known = yes ? *yes : *no;
   // The value of the condition that selects the known branch.
   const bool forcing = yes.has_value();
   if (known == polarity) {
-    if (!terms_.known_truth(other)) return refuse(t, true);
+    if (!terms_.known_truth(other)) return sink_.formula(t, polarity);
     return open(args[0], forcing);
   }
   open(other, polarity);
@@ -176,12 +171,12 @@ void Flattener::equality(Term t, bool polarity) {
   if (terms_.sort(terms_.args(t)[0]) == Sort::real) {
     chain(t, polarity, Relation::equal);
   } else {
-    agreement(t, polarity);
+    agreement(t, polarity, polarity);
   }
 }
 
-// An equality between formulas, which a constant among them decides.
-void Flattener::agreement(Term t, bool polarity) {
+// An equality between formulas, or its negation, which a constant among them decides.
+void Flattener::agreement(Term t, bool polarity, bool agree) {
   const Args args = terms_.args(t);
   std::optional<bool> value;
   Term remaining;
@@ -194,8 +189,8 @@ void Flattener::agreement(Term t, bool polarity) {
       remaining = a;
     }
   }
-  if (!value || (!polarity && !single)) return refuse(t, true, " between formulas");
-  if (!polarity) return open(remaining, !*value);
+  if (!value || (!agree && !single)) return sink_.formula(t, polarity);
+  if (!agree) return open(remaining, !*value);
   for (const Term* a = args.end(); a != args.begin();) {
     if (!terms_.known_truth(*--a)) open(*a, *value);
   }
@@ -203,15 +198,16 @@ void Flattener::agreement(Term t, bool polarity) {
 
 void Flattener::chain(Term t, bool polarity, Relation relation) {
   const Args args = terms_.args(t);
-  if (!polarity && args.size() > 2) return refuse(t, polarity, " of more than two terms");
+  if (!polarity && args.size() > 2) return sink_.formula(t, polarity);
   const Relation wanted = polarity ? relation : negation(relation);
   for (std::uint32_t i = 1; i < args.size(); ++i) sink_.linear_literal(t, args[i - 1], wanted, args[i]);
 }
 
 void Flattener::distinction(Term t, bool polarity) {
   const Args args = terms_.args(t);
-  if (terms_.sort(args[0]) == Sort::boolean) return agreement(t, !polarity);  // two arguments, or the value were known
-  if (!polarity && args.size() > 2) return refuse(t, polarity, " of more than two terms");
+  if (terms_.sort(args[0]) == Sort::boolean)
+    return agreement(t, polarity, !polarity);  // two arguments, or the value were known
+  if (!polarity && args.size() > 2) return sink_.formula(t, polarity);
   const Relation wanted = polarity ? Relation::distinct : Relation::equal;
   for (std::uint32_t i = 0; i < args.size(); ++i) {
     for (std::uint32_t j = i + 1; j < args.size(); ++j) sink_.linear_literal(t, args[i], wanted, args[j]);

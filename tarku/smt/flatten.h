@@ -1,11 +1,8 @@
 // Flattening: takes a formula apart into literals, by polarity, as far as it is a conjunction of them.
 //
 // Constants are folded on the way, so (or false p) is p and (=> true (and p q)) is two literals. What remains
-// disjunctive is reported, with the smallest subterm that is to blame. The walk keeps its own stack and meets a shared
-// subterm once per polarity.
+// disjunctive is handed on as it stands. The walk keeps its own stack and meets a shared subterm once per polarity.
 #pragma once
-
-#include <string>
 
 #include "tarku/smt/atoms.h"
 #include "tarku/smt/term.h"
@@ -18,8 +15,8 @@ class LiteralSink {
   virtual ~LiteralSink() = default;
   virtual void boolean_literal(Term symbol, bool value) = 0;
   virtual void linear_literal(Term atom, Term left, Relation relation, Term right) = 0;  // `atom`: where it stands
-  virtual void falsity() = 0;                                 // a conjunct that is false by itself
-  virtual void unsupported(Term term, std::string what) = 0;  // a conjunct that is no literal
+  virtual void falsity() = 0;                          // a conjunct that is false by itself
+  virtual void formula(Term term, bool polarity) = 0;  // a conjunct that is no literal
 };
 
 // Hands the conjuncts of `formula` (of sort Bool) to `sink`.

@@ -274,20 +274,11 @@ void Interpreter::assert_formula() {
   if (sort != smt::Sort::boolean) {
     throw InputError(at, "an assertion must be of sort Bool, but this is of sort " + std::string(to_str(sort)));
   }
-  std::optional<smt::Unsupported> unsupported;
-  const int index = session_->engine->assert_term(formula, &unsupported);
+  const int index = session_->engine->assert_term(formula);
   session_->assertion_names.resize(static_cast<std::size_t>(index) + 1);
   session_->assertion_names.back() = session_->term_parser.outermost_name();
   session_->change();
-  if (unsupported) warn_unsupported(*unsupported);
   succeed();
-}
-
-void Interpreter::warn_unsupported(const smt::Unsupported& unsupported) {
-  if (session_->has_warned) return;
-  session_->has_warned = true;
-  remark(session_->term_parser.position_of(unsupported.term))
-      << "warning: " << unsupported.what << "; check-sat will answer unknown" << std::endl;
 }
 
 void Interpreter::push() {

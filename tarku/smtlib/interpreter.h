@@ -105,7 +105,6 @@ class Interpreter {
   void print_all_statistics();
   void declare_symbol(SymbolId id, Position at, const char* command);
   void define(SymbolId id, Position at, const std::vector<Parameter>& parameters, const char* command);
-  void warn_unsupported(const smt::Unsupported& unsupported);
   std::uint64_t read_levels(const char* command);
   void compare_with_status(smt::Answer result);
   void require_answer(smt::Answer wanted, const char* command) const;

@@ -38,7 +38,6 @@ struct Session {
   std::vector<std::optional<SymbolId>> assertion_names;  // by the engine's index of assertions
   std::optional<smt::Answer> last_answer;                // unless something changed since
   std::optional<smt::Answer> expected_answer;            // of the next check, when the script tells its status
-  bool has_warned = false;                               // about something unsupported
 };
 
 }  // namespace tarku::smtlib

@@ -1,0 +1,255 @@
+// The theory's part of the search: pushing what is assigned, and clauses for conflicts and implications.
+#include "tarku/smt/boolean_search.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdlib>
+
+#include "tarku/la/lasolver.h"
+#include "tarku/termination_test.h"
+
+namespace tarku::smt {
+
+using proof::Refutation;
+
+BooleanSearch::BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms,
+                             proof::Constraints& constraints, Base& base, bool is_logged)
+    : atoms_(atoms),
+      constraints_(constraints),
+      base_(base),
+      clauses_(terms, linearizer, atoms, constraints, is_logged),
+      clausifier_(terms, linearizer, atoms, clauses_) {
+  clauses_.set_literal_finder([this](int constraint) { return clausifier_.find_literal(constraint); });
+  clauses_.solver().connect(*this);
+}
+
+// ==== solving ====
+
+// Takes everything off the stacks that the search has put there, however it ends.
+struct BooleanSearch::Cleanup {
+  BooleanSearch& search;
+  ~Cleanup() {
+    while (search.num_pushed_ > 0) search.pop_last();
+    search.has_conflict_ = search.is_conflict_untold_ = false;
+    search.implications_.clear();
+    search.solver_ = nullptr;
+  }
+};
+
+sat::Answer BooleanSearch::solve(la::Solver& solver, const std::vector<int>& guards, TerminationTest* test) {
+  solver_ = &solver;
+  is_checked_ = false;
+  const Cleanup cleanup{*this};
+  sat::Solver& sat = clauses_.solver();
+  sat.set_termination_test(test);
+  for (const int guard : guards) sat.assume(guard);
+  const sat::Answer answer = sat.solve();
+  sat.unwind();
+  return answer;
+}
+
+// ==== the stack ====
+
+void BooleanSearch::assign(sat::Literal literal) {
+  const auto variable = static_cast<std::size_t>(std::abs(literal));
+  if (clauses_.is_guard(static_cast<int>(variable))) return;
+  if (variable >= values_.size()) values_.resize(std::max(variable + 1, 2 * values_.size()));
+  trail_.push_back({literal});
+  values_[variable] = literal > 0 ? 1 : -1;
+}
+
+void BooleanSearch::backtrack(int level) {
+  const std::size_t end = starts_[static_cast<std::size_t>(level)];
+  starts_.resize(static_cast<std::size_t>(level));
+  while (num_pushed_ > end) pop_last();
+  for (std::size_t i = end; i < trail_.size(); ++i) {
+    values_[static_cast<std::size_t>(std::abs(trail_[i].literal))] = 0;
+  }
+  trail_.resize(end, Entry{0});
+  has_conflict_ = is_conflict_untold_ = false;
+}
+
+void BooleanSearch::pop_last() {
+  Entry& entry = trail_[--num_pushed_];
+  if (entry.is_pushed) solver_->pop_constraint();
+  entry.is_pushed = false;
+}
+
+int BooleanSearch::constraint_of(int literal) const {
+  const ClauseBase::Atom& atom = clauses_.atom(std::abs(literal));
+  return literal > 0 ? atom.when_true : atom.when_false;
+}
+
+bool BooleanSearch::is_assigned(int literal) const {
+  const auto variable = static_cast<std::size_t>(std::abs(literal));
+  return variable < values_.size() && values_[variable] != 0;
+}
+
+// ==== consistency ====
+
+// False on an immediate conflict, whose push is taken back at once.
+bool BooleanSearch::push_assigned() {
+  while (num_pushed_ < trail_.size()) {
+    Entry& entry = trail_[num_pushed_];
+    const int constraint = constraint_of(entry.literal);
+    if (!base_.holds(constraint)) {
+      is_checked_ = false;
+      if (!solver_->push_constraint(constraint)) {
+        report_conflict();
+        solver_->pop_constraint();
+        return false;
+      }
+      entry.is_pushed = true;
+    }
+    ++num_pushed_;
+  }
+  return true;
+}
+
+bool BooleanSearch::is_consistent(bool is_complete) {
+  if (has_conflict_ || !push_assigned()) return false;
+  if (is_checked_ && !is_complete) return true;
+  is_checked_ = solver_->check(!is_complete);
+  if (!is_checked_) report_conflict();
+  return is_checked_;
+}
+
+void BooleanSearch::report_conflict() {
+  has_conflict_ = is_conflict_untold_ = true;
+  if (clauses_.is_logged()) {
+    const proof::Ref proof(solver_->get_conflict_proof());
+    conflict_ = clause_with_log(*proof);
+  } else {
+    conflict_ = clause_without_log(solver_->conflict_);
+  }
+}
+
+// ==== questions of the SAT solver ====
+
+sat::Literal BooleanSearch::propagate() {
+  if (!is_consistent(false)) return 0;
+  int constraint = 0;
+  std::vector<int> reason;
+  while (solver_->next_implied(&constraint, &reason)) {
+    const int literal = clausifier_.find_literal(constraint);
+    if (literal == 0 || clauses_.atom(std::abs(literal)).when_true == 0 || is_assigned(literal)) continue;
+    Implication& implication = implications_[literal];
+    implication.reason = reason;
+    if (clauses_.is_logged()) {
+      implication.proof.reset(solver_->get_implication_proof(-1));
+      if (implication.proof == nullptr) continue;
+    }
+    return literal;
+  }
+  return 0;
+}
+
+void BooleanSearch::explain(sat::Literal literal, sat::Clause& reason) {
+  const Implication& implication = implications_.at(literal);
+  if (clauses_.is_logged()) {
+    reason = clause_with_log(*implication.proof);
+    clauses_.announce(conflict_step_);
+  } else {
+    reason = clause_without_log(implication.reason);
+    reason.push_back(literal);
+  }
+}
+
+bool BooleanSearch::next_clause(sat::Clause& clause, bool& forgettable) {
+  if (!is_conflict_untold_) return false;
+  is_conflict_untold_ = false;
+  clause = conflict_;
+  forgettable = true;
+  if (clauses_.is_logged()) clauses_.announce(conflict_step_);
+  return true;
+}
+
+bool BooleanSearch::check_model() {
+  if (!is_consistent(true)) return false;
+  base_.found_model();
+  return true;
+}
+
+// ==== clauses ====
+
+Clause BooleanSearch::clause_without_log(const std::vector<int>& constraints) {
+  Clause clause;
+  for (const int constraint : constraints) {
+    if (!base_.holds(constraint)) {
+      clause.push_back(-clausifier_.find_literal(constraint));
+    } else if (const int guard = base_.guard(constraint)) {
+      clause.push_back(-guard);
+    }
+  }
+  std::sort(clause.begin(), clause.end());
+  clause.erase(std::unique(clause.begin(), clause.end()), clause.end());
+  return clause;
+}
+
+class BooleanSearch::LogDerivation : public proof::Derivation {
+ public:
+  explicit LogDerivation(BooleanSearch& search) : search_(search), log_(search.clauses_.log()) {}
+
+  int literal(int constraint, Refutation::Role role) override {
+    AtomTable& atoms = search_.atoms_;
+    if (role == Refutation::Role::negated) return -search_.clauses_.log_literal(constraint);
+    if (role != Refutation::Role::as_told) {
+      const AtomTable::Bound told = atoms.bound_of(constraint);
+      const Relation side = role == Refutation::Role::less ? Relation::less : Relation::greater;
+      return search_.clauses_.log_literal(atoms.add_bound(told.variable, side, told.value));
+    }
+    const int literal = search_.clauses_.log_literal(constraint);
+    constraint_of_[literal] = constraint;
+    return literal;
+  }
+  proof::ClauseId farkas(const Clause& clause, const std::vector<QNumber>& multipliers) override {
+    return log_.farkas(clause, multipliers);
+  }
+  proof::ClauseId split(const Clause& clause) override { return log_.split(clause); }
+  proof::ClauseId rup(const Clause& clause, const std::vector<proof::ClauseId>& antecedents) override {
+    return log_.rup(clause, std::vector<ProofLog::Id>(antecedents.begin(), antecedents.end()));
+  }
+  // The constraint that the literal says, 0 when it is none of those told.
+  int constraint_of(int literal) const {
+    const auto found = constraint_of_.find(literal);
+    return found == constraint_of_.end() ? 0 : found->second;
+  }
+
+ private:
+  BooleanSearch& search_;
+  ProofLog& log_;
+  std::unordered_map<int, int> constraint_of_;
+};
+
+// The clause of the lemma, with base constraints resolved away by their assertions.
+Clause BooleanSearch::clause_with_log(const proof::Proof& proof) {
+  LogDerivation steps(*this);
+  const Refutation::Lemma lemma = Refutation::of(proof, constraints_).derive(steps);
+  Clause clause;
+  std::vector<ProofLog::Id> antecedents;
+  for (const int literal : lemma.clause) {
+    const int constraint = steps.constraint_of(-literal);
+    if (constraint == 0 || !base_.holds(constraint)) {
+      clause.push_back(literal);
+      continue;
+    }
+    antecedents.push_back(base_step(constraint, -literal));
+    if (const int guard = base_.guard(constraint)) clause.push_back(-guard);
+  }
+  std::sort(clause.begin(), clause.end());
+  clause.erase(std::unique(clause.begin(), clause.end()), clause.end());
+  conflict_step_ = static_cast<ProofLog::Id>(lemma.id);
+  if (!antecedents.empty()) {
+    antecedents.push_back(conflict_step_);
+    conflict_step_ = clauses_.log().rup(clause, antecedents);
+  }
+  return clause;
+}
+
+ProofLog::Id BooleanSearch::base_step(int constraint, int literal) {
+  Clause clause{literal};
+  if (const int guard = base_.guard(constraint)) clause.push_back(-guard);
+  return clauses_.log().input(base_.source(constraint), clause);
+}
+
+}  // namespace tarku::smt

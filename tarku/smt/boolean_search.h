@@ -1,0 +1,109 @@
+// BooleanSearch: the SAT solver searches for a selection of atoms, and the solver of the theory says whether it holds.
+//
+// What the SAT solver assigns is pushed onto the theory's stack on top of the base, the literals that the engine has
+// pushed there for good or for its levels. A base constraint that takes part in a conflict is not mentioned in the
+// clause; the guard of its level is.
+#pragma once
+
+#include <functional>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "tarku/proof/refutation.h"
+#include "tarku/sat/theory.h"
+#include "tarku/smt/atoms.h"
+#include "tarku/smt/clause_base.h"
+#include "tarku/smt/clausifier.h"
+#include "tarku/smt/linear.h"
+#include "tarku/smt/term.h"
+
+namespace tarku {
+class TerminationTest;
+}
+namespace tarku::la {
+class Solver;
+}
+
+namespace tarku::smt {
+
+class BooleanSearch : private sat::Theory {
+ public:
+  // What the search has to know of the literals below it.
+  class Base {
+   public:
+    virtual ~Base() = default;
+    virtual bool holds(int constraint) const = 0;
+    virtual int guard(int constraint) = 0;             // of a constraint that holds; 0: for good
+    virtual std::uint64_t source(int constraint) = 0;  // likewise: the assertion that says it
+    virtual void found_model() = 0;                    // the values of the theory's solver satisfy everything
+  };
+
+  // All must outlive the search. `is_logged`: certificates and cores are wanted.
+  BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms, proof::Constraints& constraints,
+                Base& base, bool is_logged);
+
+  ClauseBase& clauses() { return clauses_; }
+  Clausifier& clausifier() { return clausifier_; }
+
+  // Searches with the levels of these guards in force. Leaves the stack of `solver` as it was. What the termination
+  // test throws passes through.
+  sat::Answer solve(la::Solver& solver, const std::vector<int>& guards, TerminationTest* test);
+  // After sat: the value of a variable of clauses.
+  bool value(int variable) { return clauses_.solver().value(variable); }
+
+ private:
+  struct Entry {
+    int literal;
+    bool is_pushed = false;  // has an entry on the stack of the theory's solver
+  };
+  struct Implication {
+    std::vector<int> reason;  // constraints
+    proof::Ref proof;         // with a log
+  };
+  struct Cleanup;
+  class LogDerivation;
+
+  // ---- sat::Theory ----
+  void new_level() override { starts_.push_back(trail_.size()); }
+  void assign(sat::Literal literal) override;
+  void backtrack(int level) override;
+  sat::Literal propagate() override;
+  void explain(sat::Literal literal, sat::Clause& reason) override;
+  bool next_clause(sat::Clause& clause, bool& forgettable) override;
+  bool check_model() override;
+
+  // ---- the theory's side ----
+  bool push_assigned();
+  bool is_consistent(bool is_complete);
+  void pop_last();
+  void report_conflict();
+  int constraint_of(int literal) const;
+  bool is_assigned(int literal) const;
+
+  // ---- clauses ----
+  Clause clause_without_log(const std::vector<int>& constraints);
+  Clause clause_with_log(const proof::Proof& proof);
+  ProofLog::Id base_step(int constraint, int literal);
+
+  AtomTable& atoms_;
+  proof::Constraints& constraints_;
+  Base& base_;
+  ClauseBase clauses_;
+  Clausifier clausifier_;
+
+  la::Solver* solver_ = nullptr;     // during a search
+  std::vector<Entry> trail_;         // atoms that are assigned
+  std::vector<std::size_t> starts_;  // where the levels from 1 on begin in it
+  std::size_t num_pushed_ = 0;       // prefix of trail_ that the theory knows
+  std::vector<signed char> values_;  // by variable: 1, -1, or 0 when it is not on the trail
+  bool is_checked_ = false;          // the values satisfy what is pushed
+  bool has_conflict_ = false;        // since the last backtrack
+  bool is_conflict_untold_ = false;
+  Clause conflict_;
+  ProofLog::Id conflict_step_ = 0;
+  std::unordered_map<int, Implication> implications_;  // by literal
+};
+
+}  // namespace tarku::smt
