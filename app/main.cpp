@@ -3,10 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <string>
 
+#include "tarku/smt/engine.h"
 #include "tarku/smtlib/interpreter.h"
 #include "tarku/smtlib/version.h"
 
@@ -19,13 +22,16 @@ constexpr const char* summary = "Decides SMT-LIB 2.6 scripts in QF_LRA and QF_RD
 constexpr const char* footnote =
     "Exit status: 0 when all is fine, 1 when the script has errors (each is reported as it is met and the session\n"
     "goes on), 2 for wrong usage or unreadable input, 130 when interrupted. An interrupt (Ctrl-C) during a check\n"
-    "makes it answer unknown; a second one, or one at any other time, ends the program.";
+    "makes it answer unknown; a second one, or one at any other time, ends the program. An answer that does not stand\n"
+    "its check is not given: the program prints what it knows on standard error and aborts.";
 
 struct Settings {
   std::string file;
   int verbosity = 0;
   bool statistics = false;
   double check_seconds = 0;
+  bool check_answers = true;
+  std::string proof_file;
 };
 
 void describe_options(CLI::App* app, Settings* settings) {
@@ -41,6 +47,10 @@ void describe_options(CLI::App* app, Settings* settings) {
                   "Let each check answer unknown after so many seconds; 0 (the default) for no limit")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, most_seconds));
+  app->add_flag("--check-answers,!--no-check-answers", settings->check_answers,
+                "Check the model or the certificate before each answer (the default), or trust the search");
+  app->add_option("--proof", settings->proof_file, "Write the certificate of every unsat to this file")
+      ->type_name("FILE");
 }
 
 tarku::smtlib::Interrupt interrupt;
@@ -49,15 +59,27 @@ extern "C" void handle_interrupt(int) {
   if (!interrupt.request()) _exit(exit_interrupted);
 }
 
+std::ofstream open_for_proofs(const std::string& name) {
+  std::ofstream file;
+  if (name.empty()) return file;
+  file.open(name, std::ios::trunc);
+  if (!file) throw std::runtime_error("cannot open '" + name + "'");
+  return file;
+}
+
 int run(const Settings& settings) {
   using tarku::smtlib::Interpreter;
   using tarku::smtlib::Source;
-  Interpreter interpreter(std::cout, std::cerr, {settings.verbosity, settings.check_seconds, &interrupt});
+  std::ofstream proofs = open_for_proofs(settings.proof_file);
+  Interpreter interpreter(std::cout, std::cerr,
+                          {settings.verbosity, settings.check_seconds, &interrupt, settings.check_answers,
+                           settings.proof_file.empty() ? nullptr : &proofs});
   const bool is_file = !settings.file.empty();
   Source source = is_file ? Source::of_file(settings.file) : Source::of_descriptor(STDIN_FILENO);
   const int status = interpreter.run(std::move(source), is_file ? settings.file : "<stdin>");
   if (settings.statistics) interpreter.print_statistics(std::cerr);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
+  if (!proofs.flush()) throw std::runtime_error("cannot write '" + settings.proof_file + "'");
   return status;
 }
 
@@ -75,6 +97,9 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, handle_interrupt);
   try {
     return run(settings);
+  } catch (const tarku::smt::AnswerRefused& refusal) {
+    std::cerr << refusal.dump() << "tarku: internal error: " << refusal.what() << std::endl;
+    std::abort();
   } catch (const std::exception& error) {
     std::cerr << "tarku: " << error.what() << std::endl;
     return exit_usage_or_io;

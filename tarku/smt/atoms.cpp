@@ -115,7 +115,11 @@ AtomTable::Place AtomTable::add(LinearForm* form, Relation relation) {
 int AtomTable::variable(Term symbol) {
   if (variables_.size() <= symbol.id()) variables_.resize(symbol.id() + std::size_t{1});
   int& v = variables_[symbol.id()];
-  if (v == 0) v = next_id(&num_variables_);
+  if (v == 0) {
+    v = next_id(&num_variables_);
+    symbols_.resize(static_cast<std::size_t>(v) + 1);
+    symbols_.back() = symbol;
+  }
   return v;
 }
 
@@ -152,6 +156,8 @@ int AtomTable::bound(int variable, Relation relation, const QNumber& value) {
   if (old != HashIndex::none) return bounds_[old].constraint;
 
   bounds_.push_back({variable, next_id(&num_constraints_), relation, value.compact()});
+  bound_of_.resize(static_cast<std::size_t>(num_constraints_) + 1, -1);
+  bound_of_.back() = static_cast<int>(bounds_.size()) - 1;
   bound_index_.insert(static_cast<std::uint32_t>(bounds_.size() - 1), hash);
   return bounds_.back().constraint;
 }

@@ -14,13 +14,14 @@
 #include <vector>
 
 #include "tarku/numbers/qnumber.h"
+#include "tarku/proof/certificate.h"
 #include "tarku/smt/hash_index.h"
 #include "tarku/smt/linear.h"
 #include "tarku/smt/term.h"
 
 namespace tarku::smt {
 
-enum class Relation : std::uint8_t { less, less_equal, equal, distinct, greater_equal, greater };
+using proof::Relation;
 
 // The relation that holds exactly when `r` does not.
 Relation negation(Relation r);
@@ -55,6 +56,8 @@ class AtomTable {
   // Variable of a symbol, made on first sight by `variable`; 0 from `find_variable` when there is none.
   int variable(Term symbol);
   int find_variable(Term symbol) const;
+  // The symbol of a variable that is no slack.
+  Term symbol(int variable) const { return symbols_[static_cast<std::size_t>(variable)]; }
   int num_variables() const { return num_variables_; }  // symbols and slacks: ids are 1 .. num_variables()
   int num_constraints() const { return num_constraints_; }
 
@@ -68,6 +71,10 @@ class AtomTable {
     const auto index = static_cast<std::size_t>(variable);
     return index < row_of_.size() ? row_of_[index] : -1;
   }
+  // Needs: the constraint is that of a bound.
+  const Bound& bound_of(int constraint) const {
+    return bounds_[static_cast<std::size_t>(bound_of_[static_cast<std::size_t>(constraint)])];
+  }
   const Monomial* monomials(const Row& row) const { return monomials_.data() + row.first; }
 
  private:
@@ -77,12 +84,14 @@ class AtomTable {
   int bound(int variable, Relation relation, const QNumber& value);
 
   std::vector<int> variables_;       // by term id of a symbol; 0: none
+  std::vector<Term> symbols_;        // by variable
   std::vector<Monomial> monomials_;  // of all rows, one after the other
   std::vector<Row> rows_;
   std::vector<int> row_of_;  // by variable
   std::vector<Bound> bounds_;
-  HashIndex row_index_;    // into rows_, by monomials
-  HashIndex bound_index_;  // into bounds_, by variable, relation and value
+  std::vector<int> bound_of_;  // by constraint, -1 when it is none of a bound
+  HashIndex row_index_;        // into rows_, by monomials
+  HashIndex bound_index_;      // into bounds_, by variable, relation and value
   int num_variables_ = 0;
   int num_constraints_ = 0;
 };

@@ -3,11 +3,17 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdlib>
 #include <limits>
+#include <sstream>
 
 #include "tarku/la/lasolver.h"
+#include "tarku/proof/certificate.h"
+#include "tarku/smt/checking_sink.h"
+#include "tarku/smt/core_minimizer.h"
 #include "tarku/smt/flatten.h"
 #include "tarku/smt/pacing.h"
+#include "tarku/smt/term_assertions.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::smt {
@@ -22,7 +28,27 @@ la::DNumber shifted(const QNumber& value, int direction) {
   return la::DNumber(value, QNumber(direction));
 }
 
+// 1/n for the least n that keeps it at or below `limit`, or 1: what is chosen for the infinitesimal ends up in every
+// value, so it should be short.
+QNumber short_fraction(const QNumber& limit) {
+  if (!(limit < QNumber(1))) return QNumber(1);
+  return limit.inverse().neg().floor().neg().inverse();
+}
+
 }  // namespace
+
+// The solver with values for people to read.
+class Engine::TheorySolver : public la::Solver {
+ public:
+  explicit TheorySolver(int verbosity) : la::Solver(true, verbosity) {}
+
+  void set_delta_value(QNumber& delta) override { delta = short_fraction(delta) / QNumber(divisor_); }
+  // Models are built with so many times smaller infinitesimals.
+  void set_divisor(int divisor) { divisor_ = divisor; }
+
+ private:
+  int divisor_ = 1;
+};
 
 // Turns the conjuncts of one assertion into literals of the engine.
 class Engine::Collector : public LiteralSink {
@@ -33,15 +59,11 @@ class Engine::Collector : public LiteralSink {
     engine_.literals_.push_back(Literal::boolean(engine_.boolean_variable(symbol), value));
   }
 
-  void linear_literal(Term atom, Term left, Relation relation, Term right) override {
+  void linear_literal(Term, Term left, Relation relation, Term right) override {
     LinearForm& form = engine_.form_;
     engine_.linearizer_.subtract(left, right, &form);
     if (const Term leaf = unsupported_leaf(form); leaf.is_valid()) {
       return unsupported(leaf, "'ite' is not supported so far");
-    }
-    if (relation == Relation::distinct && !form.terms.empty() && !engine_.disequalities_supported_) {
-      const bool direct = engine_.terms_.op(atom) == Op::distinct;
-      return unsupported(atom, direct ? "'distinct' is not supported so far" : "a negated '=' is not supported so far");
     }
     const AtomTable::Place place = engine_.atoms_.add(&form, relation);
     if (place.constraint != 0) {
@@ -71,8 +93,7 @@ class Engine::Collector : public LiteralSink {
   Engine& engine_;
 };
 
-Engine::Engine(TermManager& terms)
-    : terms_(terms), solver_(std::make_unique<la::Solver>(false, 0)), linearizer_(terms) {}
+Engine::Engine(TermManager& terms) : terms_(terms), solver_(std::make_unique<TheorySolver>(0)), linearizer_(terms) {}
 
 Engine::~Engine() = default;
 
@@ -89,7 +110,7 @@ int Engine::assert_term(Term formula, std::optional<Unsupported>* unsupported) {
     literals_.erase(literals_.begin() + static_cast<std::ptrdiff_t>(before), literals_.end());
     throw;
   }
-  assertions_.push_back({num_asserted_, literals_.size()});
+  assertions_.push_back({num_asserted_, formula, literals_.size()});
   if (unsupported != nullptr) *unsupported = collector.unsupported_;
   if (collector.unsupported_) unsupported_.emplace_back(num_asserted_, std::move(*collector.unsupported_));
   return num_asserted_++;
@@ -114,7 +135,7 @@ void Engine::pop() {
   assertions_.resize(kept);
   while (!unsupported_.empty() && unsupported_.back().first >= first_gone) unsupported_.pop_back();
   // A conflict among older assertions stays one.
-  if (!conflict_.empty() && conflict_.back() >= first_gone) conflict_.clear();
+  if (conflict_.is_known() && conflict_.assertions.back() >= first_gone) set_conflict({});
 }
 
 void Engine::forget_answer() {
@@ -124,7 +145,9 @@ void Engine::forget_answer() {
 }
 
 int Engine::boolean_variable(Term symbol) {
-  return boolean_variables_.emplace(symbol.id(), static_cast<int>(boolean_variables_.size()) + 1).first->second;
+  const auto [place, is_new] = boolean_variables_.emplace(symbol.id(), static_cast<int>(boolean_symbols_.size()) + 1);
+  if (is_new) boolean_symbols_.push_back(symbol);
+  return place->second;
 }
 
 // ---- check ----
@@ -136,16 +159,18 @@ Answer Engine::check() {
   try {
     answer = search();
     if (answer == Answer::unknown) reason_unknown_ = unsupported_.front().second.what;
+    if (check_answers_) verify(answer);
   } catch (const Interrupted& interruption) {
     reason_unknown_ = interruption.what();
+    answer = Answer::unknown;
   }
   answer_ = answer;
   return answer;
 }
 
 Answer Engine::search() {
-  if (conflict_.empty()) search_one_by_one();
-  if (!conflict_.empty()) return Answer::unsat;
+  if (!conflict_.is_known()) search_one_by_one();
+  if (conflict_.is_known()) return Answer::unsat;
   return unsupported_.empty() ? Answer::sat : Answer::unknown;
 }
 
@@ -168,7 +193,7 @@ struct Engine::PacedSearch {
 // Brings what is new to the solver and searches; a conflict found is in conflict_.
 void Engine::search_one_by_one() {
   tell_new_atoms();
-  if (!conflict_.empty()) return;
+  if (conflict_.is_known()) return;
   try {
     PacedSearch search(*this);
     search.pacer.start_round(work_per_term_ * (100 + solver_->tableau_.num_terms()), Pacer::unlimited);
@@ -184,7 +209,7 @@ void Engine::search_one_by_one() {
 void Engine::search_all_at_once() {
   tell_new_atoms();
   push_new_literals(false);
-  if (conflict_.empty()) alternate_rules();
+  if (!conflict_.is_known()) alternate_rules();
   finish_search();
 }
 
@@ -211,14 +236,14 @@ void Engine::alternate_rules() {
 void Engine::finish_search() {
   // Without anything pushed there is nothing to search, and the solver stays open for cheap telling.
   const bool is_idle = !solver_->initialized_ && solver_->constraint_stack_.empty();
-  if (conflict_.empty() && !is_idle && !solver_->check(false)) set_solver_conflict();
+  if (!conflict_.is_known() && !is_idle && !solver_->check(false)) set_solver_conflict();
 }
 
 // Replaces the solver by one that knows nothing, keeping all that is asserted.
 void Engine::start_afresh() {
   const int verbosity = solver_->verbosity_;
   num_old_pivots_ += static_cast<std::uint64_t>(solver_->num_pivots_);
-  solver_ = std::make_unique<la::Solver>(false, verbosity);
+  solver_ = std::make_unique<TheorySolver>(verbosity);
   solver_->termination_test_ = termination_test_;
   for (const auto& [constraint, equation] : definitions_) solver_->tell_equation(constraint, equation);
   is_row_told_.assign(is_row_told_.size(), false);
@@ -234,7 +259,7 @@ void Engine::start_afresh() {
 void Engine::tell_new_atoms() {
   assert(!solver_->in_conflict_);
   if (presolve_ && !presolved_) solve_equalities();
-  if (!conflict_.empty()) return;
+  if (conflict_.is_known()) return;
   is_row_told_.resize(atoms_.rows().size());
   for (; num_told_bounds_ < atoms_.bounds().size(); ++num_told_bounds_) {
     if (num_told_bounds_ % poll_period == 0) poll();
@@ -251,42 +276,45 @@ void Engine::tell_new_atoms() {
 
 bool Engine::is_solved(int constraint) const {
   const auto index = static_cast<std::size_t>(constraint);
-  return index < is_solved_.size() && is_solved_[index];
+  return index < solved_by_.size() && solved_by_[index] >= 0;
 }
 
 // Equalities below all levels hold as long as the engine lives. Before the solver has seen anything they can be turned
 // into definitions, which cost the search less than fixed variables do.
 void Engine::solve_equalities() {
-  std::vector<const AtomTable::Bound*> bounds(static_cast<std::size_t>(atoms_.num_constraints()) + 1);
-  for (const AtomTable::Bound& bound : atoms_.bounds()) bounds[static_cast<std::size_t>(bound.constraint)] = &bound;
   EqualitySystem system(atoms_.num_variables());
-  std::vector<int> assertions;
-  std::vector<bool> solved(bounds.size());
+  std::vector<int> constraints;  // in the order in which the system gets them
+  std::vector<int> solved_by(static_cast<std::size_t>(atoms_.num_constraints()) + 1, -1);
   std::size_t literal = 0;
   const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front();
   for (std::size_t i = 0; i < num_permanent; ++i) {
     for (; literal < assertions_[i].literals_end; ++literal) {
       if (!literals_[literal].is_arithmetic()) continue;
-      const auto constraint = static_cast<std::size_t>(literals_[literal].constraint());
-      const AtomTable::Bound& bound = *bounds[constraint];
-      if (bound.relation != Relation::equal || solved[constraint]) continue;
+      const int constraint = literals_[literal].constraint();
+      const AtomTable::Bound& bound = atoms_.bound_of(constraint);
+      int& solved = solved_by[static_cast<std::size_t>(constraint)];
+      if (bound.relation != Relation::equal || solved >= 0) continue;
+      solved = assertions_[i].index;
       const int row = atoms_.row_of(bound.variable);
       system.add(row >= 0 ? row_terms(atoms_.rows()[static_cast<std::size_t>(row)])
                           : std::vector<la::Equation::VarCoeff>{{bound.variable, QNumber(1)}},
                  bound.value);
-      solved[constraint] = true;
-      if (assertions.empty() || assertions.back() != assertions_[i].index) assertions.push_back(assertions_[i].index);
+      constraints.push_back(constraint);
     }
   }
   const bool solvable = system.solve([this] { poll(); });
   presolved_ = true;
-  solved_assertions_ = std::move(assertions);
-  is_solved_ = std::move(solved);
-  if (solvable) {
-    adopt_definitions(system);
-  } else {
-    set_conflict(solved_assertions_);
+  solved_by_ = std::move(solved_by);
+  for (const int constraint : constraints) {
+    const int assertion = assertion_of(constraint);
+    if (solved_assertions_.empty() || solved_assertions_.back() != assertion) solved_assertions_.push_back(assertion);
   }
+  for (const EqualitySystem::Pivot& pivot : system.pivots()) {
+    equality_pivots_.push_back({constraints[static_cast<std::size_t>(pivot.equality)], pivot.unknown});
+  }
+  if (solvable) return adopt_definitions(system);
+  set_conflict(solved_assertions_);
+  conflict_.equality = constraints[static_cast<std::size_t>(system.contradicted())];
 }
 
 void Engine::adopt_definitions(const EqualitySystem& system) {
@@ -394,6 +422,7 @@ bool Engine::push_boolean(Literal literal, int assertion) {
   }
   if (holder.value == literal.value()) return true;
   set_conflict({holder.assertion, assertion});
+  conflict_.symbol = holder.value ? literal.variable() : -literal.variable();
   return false;
 }
 
@@ -408,21 +437,27 @@ void Engine::pop_literal(Literal literal) {
   (void)popped;
 }
 
+// None: the conflict is no longer one.
 void Engine::set_conflict(std::vector<int> assertions) {
   std::sort(assertions.begin(), assertions.end());
   assertions.erase(std::unique(assertions.begin(), assertions.end()), assertions.end());
-  conflict_ = std::move(assertions);
-  assert(!conflict_.empty());
+  conflict_ = Conflict();
+  conflict_.assertions = std::move(assertions);
+  refutation_.reset();
 }
 
-// The solver's conflict in terms of the assertions that pushed the constraints.
+// The solver's conflict in terms of the assertions that pushed the constraints. Which of the equalities solved away
+// have a part in it is left to the refutation.
 void Engine::set_solver_conflict() {
-  std::vector<int> assertions;
-  for (const int c : solver_->conflict_) {
-    assertions.push_back(constraint_holders_[static_cast<std::size_t>(c)].assertion);
-  }
-  assertions.insert(assertions.end(), solved_assertions_.begin(), solved_assertions_.end());
+  std::vector<int> assertions = solved_assertions_;
+  for (const int c : solver_->conflict_) assertions.push_back(assertion_of(c));
   set_conflict(std::move(assertions));
+  conflict_.proof.reset(solver_->get_conflict_proof());
+}
+
+int Engine::assertion_of(int constraint) const {
+  const auto index = static_cast<std::size_t>(constraint);
+  return is_solved(constraint) ? solved_by_[index] : constraint_holders_[index].assertion;
 }
 
 void Engine::poll() const {
@@ -436,10 +471,140 @@ void Engine::require(Answer answer, const char* call) const {
   throw Exception() << call << ": the last answer is not " << (answer == Answer::sat ? "sat" : "unsat");
 }
 
+// ---- refutations ----
+
 std::vector<int> Engine::unsat_core() {
   require(Answer::unsat, "unsat_core");
-  return conflict_;
+  return core();
 }
+
+std::vector<int> Engine::core() {
+  if (conflict_.proof == nullptr && conflict_.equality == 0) return conflict_.assertions;
+  std::vector<int> result;
+  for (const int constraint : refutation().constraints()) result.push_back(assertion_of(constraint));
+  std::sort(result.begin(), result.end());
+  result.erase(std::unique(result.begin(), result.end()), result.end());
+  return result;
+}
+
+std::vector<int> Engine::minimal_core(const std::function<bool(int)>& is_member) {
+  require(Answer::unsat, "minimal_core");
+  std::vector<Term> background, candidates;
+  std::vector<int> members;
+  for (const Assertion& assertion : assertions_) {
+    if (!is_member(assertion.index)) background.push_back(assertion.formula);
+  }
+  for (const int index : core()) {
+    if (!is_member(index)) continue;
+    members.push_back(index);
+    candidates.push_back(find_assertion(static_cast<std::uint64_t>(index))->formula);
+  }
+  std::vector<int> result;
+  for (const std::size_t i : minimize_core(terms_, background, candidates, termination_test_)) {
+    result.push_back(members[i]);
+  }
+  return result;
+}
+
+// Null when it is not in force.
+const Engine::Assertion* Engine::find_assertion(std::uint64_t index) const {
+  const auto is_before = [](const Assertion& a, std::uint64_t i) { return static_cast<std::uint64_t>(a.index) < i; };
+  const auto found = std::lower_bound(assertions_.begin(), assertions_.end(), index, is_before);
+  const bool exists = found != assertions_.end() && static_cast<std::uint64_t>(found->index) == index;
+  return exists ? &*found : nullptr;
+}
+
+void Engine::certify(std::uint64_t check, proof::CertificateSink& sink) {
+  require(Answer::unsat, "certify");
+  tell_refutation(check, sink);
+}
+
+void Engine::tell_refutation(std::uint64_t check, proof::CertificateSink& sink) {
+  if (conflict_.proof != nullptr || conflict_.equality != 0) return refutation().certify(check, stated(), sink);
+  const auto source = [this](std::size_t i) { return static_cast<std::uint64_t>(conflict_.assertions[i]); };
+  sink.begin(check);
+  if (conflict_.symbol == 0) {  // one assertion is false by itself
+    sink.input(1, source(0), {});
+    return sink.qed(1);
+  }
+  // The sign tells which of the two says that the symbol is true.
+  const int first = conflict_.symbol > 0 ? 1 : -1;
+  sink.boolean(1, terms_.name(boolean_symbols_[static_cast<std::size_t>(std::abs(conflict_.symbol)) - 1]));
+  sink.input(1, source(0), {first});
+  sink.input(2, source(conflict_.assertions.size() - 1), {-first});
+  sink.rup(3, {}, {1, 2});
+  sink.qed(3);
+}
+
+const proof::Refutation& Engine::refutation() {
+  if (!refutation_) {
+    refutation_ = conflict_.proof != nullptr ? proof::Refutation::of(*conflict_.proof, stated())
+                                             : proof::Refutation::of_equation(conflict_.equality, stated());
+  }
+  return *refutation_;
+}
+
+StatedConstraints& Engine::stated() {
+  if (!stated_) {
+    stated_.emplace(terms_, atoms_, [this](int constraint) { return assertion_of(constraint); });
+    for (const EqualityPivot& pivot : equality_pivots_) stated_->add_equation(pivot.constraint, pivot.unknown);
+  }
+  return *stated_;
+}
+
+// ---- checking answers ----
+
+// The three answers have three proofs: of sat a model, of unsat a certificate; unknown claims nothing.
+void Engine::verify(Answer answer) {
+  if (answer == Answer::sat) verify_model();
+  if (answer == Answer::unsat) verify_refutation();
+}
+
+void Engine::verify_model() {
+  for (const Assertion& assertion : assertions_) {
+    poll();
+    if (model().bool_value(assertion.formula)) continue;
+    std::ostringstream values;
+    solver_->dump_debug_status(values);
+    throw AnswerRefused("sat", "assertion " + std::to_string(assertion.index) + " is false in the model", values.str());
+  }
+}
+
+void Engine::verify_refutation() {
+  const auto assertion = [this](std::uint64_t index) {
+    const Assertion* const found = find_assertion(index);
+    return found != nullptr ? found->formula : Term();
+  };
+  const auto real = [this](int variable) { return atoms_.symbol(variable); };
+  const auto boolean = [this](int) {
+    return boolean_symbols_[static_cast<std::size_t>(std::abs(conflict_.symbol)) - 1];
+  };
+  TermAssertions assertions(terms_, {assertion, real, boolean});
+  checker::Checker checker(&assertions);
+  CheckingSink sink(checker);
+  try {
+    tell_refutation(0, sink);
+    if (!checker.is_finished()) throw checker::Refused("the certificate has no end");
+  } catch (const checker::Refused& refusal) {
+    refuse_unsat(refusal.what());
+  } catch (const Exception& failure) {
+    refuse_unsat(failure.what());
+  }
+}
+
+void Engine::refuse_unsat(const std::string& reason) {
+  std::ostringstream text;
+  try {
+    proof::CertificateWriter writer(text);
+    tell_refutation(0, writer);
+  } catch (const Exception&) {
+    text << "; the certificate ends here\n";
+  }
+  solver_->debug_dump_smtlib(text);
+  throw AnswerRefused("unsat", reason, text.str());
+}
+
+// ---- models ----
 
 QNumber Engine::real_value(Term t) {
   require(Answer::sat, "real_value");
@@ -458,15 +623,31 @@ Evaluator& Engine::model() {
     // With disequalities in force a small infinitesimal is not enough: the solver has to move values apart.
     separated_ = !solver_->diseqs_.empty();
     if (separated_) {
-      solver_->build_model({});
+      separate_values();
     } else {
-      delta_ = solver_->smallest_ratio();
+      delta_ = short_fraction(solver_->smallest_ratio());
     }
     model_.emplace(
         terms_, [this](Term symbol) { return symbol_value(symbol); },
         [this](Term symbol) { return symbol_truth(symbol); });
   }
   return *model_;
+}
+
+// Halving an infinitesimal ends in vain when unequal values happen to meet each time. Odd parts of it meet other
+// values.
+void Engine::separate_values() {
+  auto& solver = static_cast<TheorySolver&>(*solver_);
+  for (int divisor = 1;; divisor += 2) {
+    solver.set_divisor(divisor);
+    try {
+      return solver.build_model({});
+    } catch (const Interrupted&) {
+      throw;
+    } catch (const Exception&) {
+      if (divisor > std::numeric_limits<int>::max() - 2) throw;
+    }
+  }
 }
 
 QNumber Engine::symbol_value(Term symbol) {

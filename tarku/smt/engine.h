@@ -1,16 +1,21 @@
 // The engine facade: assertions in levels, checks, exact values and unsatisfiable cores over la::Solver.
 //
 // States: an engine is either fresh (nothing checked since the last change) or answered. assert_term, push and pop make
-// it fresh; check makes it answered. real_value and bool_value need the last answer to be sat, unsat_core needs unsat.
+// it fresh; check makes it answered. real_value and bool_value need the last answer to be sat, unsat_core, minimal_core
+// and certify need unsat.
 //
 // How an assertion travels: assert_term flattens it into literals at once (atoms.h gives equal atoms equal constraint
 // indices), but nothing reaches the solver before check. There everything that is new is told, forms first, then
 // bounds, and then the literals are pushed in the order of the assertions. The literals of all assertions in force form
 // one stack, of which a prefix is pushed; a pop cuts the stack and undoes what was pushed beyond the cut. Once a
 // conflict is known nothing more is pushed until an assertion of its core goes.
+//
+// No answer has to be believed: a model is a value for every symbol, and certify() tells the steps of a refutation to
+// anyone who wants to check them. With set_check_answers the engine does both checks itself before it answers.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,10 +25,13 @@
 
 #include "tarku/exception.h"
 #include "tarku/numbers/qnumber.h"
+#include "tarku/proof/proof.h"
+#include "tarku/proof/refutation.h"
 #include "tarku/smt/atoms.h"
 #include "tarku/smt/evaluator.h"
 #include "tarku/smt/linear.h"
 #include "tarku/smt/presolve.h"
+#include "tarku/smt/stated.h"
 #include "tarku/smt/term.h"
 
 namespace tarku {
@@ -31,6 +39,9 @@ class TerminationTest;
 }
 namespace tarku::la {
 class Solver;
+}
+namespace tarku::proof {
+class CertificateSink;
 }
 
 namespace tarku::smt {
@@ -47,6 +58,19 @@ struct Unsupported {
 // What a TerminationTest throws to stop a check: check then answers unknown, and the text becomes reason_unknown.
 // Anything else that it throws passes through check; the engine may be used further in both cases.
 class Interrupted : public Exception {};
+
+// An answer did not stand its own check, which is a bug. The answer was not given.
+class AnswerRefused : public Exception {
+ public:
+  AnswerRefused(const std::string& answer, const std::string& reason, std::string dump) : dump_(std::move(dump)) {
+    *this << "the answer " << answer << " did not stand its check: " << reason;
+  }
+  // The state of the solver and what else may help to find the cause.
+  const std::string& dump() const { return dump_; }
+
+ private:
+  std::string dump_;
+};
 
 class Engine {
  public:
@@ -69,6 +93,7 @@ class Engine {
 
   // ---- answers ----
 
+  // Throws AnswerRefused when answers are checked and this one is wrong; the engine is of no further use then.
   Answer check();
   const std::string& reason_unknown() const { return reason_unknown_; }
 
@@ -77,18 +102,27 @@ class Engine {
   QNumber real_value(Term t);
   bool bool_value(Term t);
 
-  // The indices of assertions in force that are unsatisfiable together, ascending. Throws Exception when the last
-  // answer is not unsat.
+  // The indices of assertions in force that are unsatisfiable together, ascending: those that the certificate uses.
+  // Throws Exception when the last answer is not unsat.
   std::vector<int> unsat_core();
+  // Of the core, as few of the assertions for which `is_member` is true that leaving out any one of them makes them
+  // satisfiable together with all assertions in force for which it is false. One whose check has no answer stays in.
+  // The termination test holds here, too, and what it throws passes through.
+  std::vector<int> minimal_core(const std::function<bool(int)>& is_member);
+
+  // Tells the steps that refute the assertions: their indices are the sources, and `check` is the number to begin with.
+  // Throws Exception when the last answer is not unsat.
+  void certify(std::uint64_t check, proof::CertificateSink& sink);
 
   // ---- settings and figures ----
 
   void set_termination_test(TerminationTest* test);  // polled during check; null for none; not owned
   void set_verbosity(int level);                     // trace level of the solver
-  // Whether disequalities are told to the solver, or reported as unsupported (the default). Holds for later assertions.
-  void set_disequalities_supported(bool on) { disequalities_supported_ = on; }
-  // Whether equalities asserted below all levels are solved away before the first check (the default). Cores are then
-  // still unsatisfiable, but mention every such equality. To be set before the first check.
+  // Whether check evaluates every assertion in the model before it answers sat, and has every step of the certificate
+  // checked before it answers unsat. Off by default.
+  void set_check_answers(bool on) { check_answers_ = on; }
+  // Whether equalities asserted below all levels are solved away before the first check (the default). To be set before
+  // the first check.
   void set_presolve(bool on) { presolve_ = on; }
   // The share of work of the first way to search (pacing.h), for each term of the tableau. 0 leaves all to the second.
   void set_first_share(std::uint64_t work_per_term) { work_per_term_ = work_per_term; }
@@ -114,8 +148,9 @@ class Engine {
     int code_;
   };
 
-  struct Assertion {           // one in force
-    int index;                 // what assert_term gave
+  struct Assertion {  // one in force
+    int index;        // what assert_term gave
+    Term formula;
     std::size_t literals_end;  // its literals end here in literals_, and start where those of the one before end
   };
 
@@ -126,7 +161,22 @@ class Engine {
     bool value = false;       // Boolean variables: the sign
   };
 
+  struct EqualityPivot {  // an equality that was solved for an unknown
+    int constraint;
+    int unknown;
+  };
+
+  // What the assertions in force contradict, in the form in which it was noticed.
+  struct Conflict {
+    std::vector<int> assertions;  // between which it is, ascending; of arithmetic, a superset
+    proof::Ref proof;             // of arithmetic: what the solver says
+    int equality = 0;             // of the equalities solved away: one that the others contradict
+    int symbol = 0;               // of two literals: their Boolean variable, true in the first assertion
+    bool is_known() const { return !assertions.empty(); }
+  };
+
   class Collector;
+  class TheorySolver;
 
   void forget_answer();
   Answer search();
@@ -154,8 +204,20 @@ class Engine {
   void set_solver_conflict();
   void poll() const;
 
+  void verify(Answer answer);
+  void verify_model();
+  void verify_refutation();
+  [[noreturn]] void refuse_unsat(const std::string& reason);
+  void tell_refutation(std::uint64_t check, proof::CertificateSink& sink);
+  const proof::Refutation& refutation();
+  StatedConstraints& stated();
+  int assertion_of(int constraint) const;
+  std::vector<int> core();
+  const Assertion* find_assertion(std::uint64_t index) const;
+
   int boolean_variable(Term symbol);
   Evaluator& model();
+  void separate_values();
   QNumber symbol_value(Term symbol);
   bool symbol_truth(Term symbol) const;
   void require(Answer answer, const char* call) const;
@@ -166,6 +228,7 @@ class Engine {
   LinearForm form_;  // scratch of assert_term
   AtomTable atoms_;
   std::unordered_map<std::uint32_t, int> boolean_variables_;  // by term id of a symbol; from 1
+  std::vector<Term> boolean_symbols_;                         // by Boolean variable, less one
 
   // What is asserted. Written by assert_term, push and pop.
   std::vector<Assertion> assertions_;
@@ -179,20 +242,24 @@ class Engine {
   std::vector<QNumber> offsets_;  // by variable: it is the solver's one plus this; absent: plus zero
   std::vector<std::pair<int, la::Equation>> definitions_;  // what they were turned into, with constraint indices
   std::vector<int> solved_assertions_;                     // those whose equalities were solved away, ascending
-  std::vector<bool> is_solved_;                            // by constraint index: solved away, never pushed
-  std::vector<bool> is_row_told_;                          // by index in atoms_.rows()
-  std::size_t num_told_bounds_ = 0;                        // prefix of atoms_.bounds()
-  std::size_t num_pushed_literals_ = 0;                    // prefix of literals_
-  std::vector<Holder> constraint_holders_;                 // by constraint index
-  std::vector<Holder> boolean_holders_;                    // by Boolean variable
-  std::vector<int> conflict_;  // assertions of the known conflict, ascending; empty: none is known
+  std::vector<int>
+      solved_by_;  // by constraint index: the assertion, if it was solved away and is never pushed; else -1
+  std::vector<bool> is_row_told_;           // by index in atoms_.rows()
+  std::size_t num_told_bounds_ = 0;         // prefix of atoms_.bounds()
+  std::size_t num_pushed_literals_ = 0;     // prefix of literals_
+  std::vector<Holder> constraint_holders_;  // by constraint index
+  std::vector<Holder> boolean_holders_;     // by Boolean variable
+  Conflict conflict_;
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since
   std::string reason_unknown_;
-  std::optional<Evaluator> model_;  // made on the first request after sat
-  QNumber delta_;                   // of that model: the value of the infinitesimal
-  bool separated_ = false;          // of that model: its values are those that the solver moved apart
-  bool disequalities_supported_ = false;
+  std::optional<proof::Refutation> refutation_;  // of arithmetic; made on the first request after unsat
+  std::optional<StatedConstraints> stated_;      // likewise; kept, with the equalities solved away
+  std::vector<EqualityPivot> equality_pivots_;   // how they were solved
+  std::optional<Evaluator> model_;               // made on the first request after sat
+  QNumber delta_;                                // of that model: the value of the infinitesimal
+  bool separated_ = false;                       // of that model: its values are those that the solver moved apart
+  bool check_answers_ = false;
   bool presolve_ = true;
   std::uint64_t work_per_term_ = 200;  // measured on linear programs: most that the first way solves take less
   TerminationTest* termination_test_ = nullptr;

@@ -29,9 +29,11 @@ bool EqualitySystem::solve(const std::function<void()>& poll) {
     poll();
     const int unknown = cheapest_unknown(slack);
     if (unknown < 0) {
-      if (length(slack) != 0) return false;  // a multiple of 1 equals zero
-      continue;
+      if (length(slack) == 0) continue;
+      contradicted_ = slack - first_slack_;  // a multiple of 1 equals zero
+      return false;
     }
+    pivots_.push_back({slack - first_slack_, unknown});
     tableau_.pivot(slack, unknown);
     tableau_.drop_zero(slack);
   }

@@ -40,6 +40,17 @@ class EqualitySystem {
   // Solves the system, calling `poll` now and then. False when it has no solution.
   bool solve(const std::function<void()>& poll);
 
+  // What solve() did with an equality (counted from 0 in the order of add): it defined the unknown.
+  struct Pivot {
+    int equality;
+    int unknown;
+  };
+  // In the order in which they were made. An equality that is no pivot follows from those that are, or contradicts
+  // them.
+  const std::vector<Pivot>& pivots() const { return pivots_; }
+  // After solve() has answered false: an equality that the pivots so far contradict.
+  int contradicted() const { return contradicted_; }
+
   // After solve() has answered true: one definition for each independent equality, ascending by variable.
   std::vector<Definition> definitions() const;
 
@@ -51,6 +62,8 @@ class EqualitySystem {
 
   int first_slack_;  // slack variables of the equalities, all zero, follow the unknowns
   int num_equalities_ = 0;
+  std::vector<Pivot> pivots_;
+  int contradicted_ = -1;
   la::Tableau tableau_{0};
 };
 

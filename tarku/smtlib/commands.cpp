@@ -1,9 +1,11 @@
 // The commands, one function each. All of a command is read before any of it takes effect.
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tarku/proof/certificate.h"
 #include "tarku/smtlib/interpreter.h"
 #include "tarku/smtlib/lexer.h"
 #include "tarku/smtlib/literal.h"
@@ -343,9 +345,11 @@ void Interpreter::check_sat() {
   smt::Engine& engine = *session_->engine;
   engine.set_termination_test(&limits_);
   const CheckLimits::Check running(limits_);
-  engine.set_presolve(!session_->options.produce_unsat_cores);  // cores shall name only the equalities they need
+  engine.set_check_answers(options_.check_answers);
+  ++num_checks_;
   const smt::Answer result = engine.check();
   session_->last_answer = result;
+  if (result == smt::Answer::unsat && options_.proofs != nullptr) write_proof(*options_.proofs);
   answer() << to_str(result) << '\n';
   compare_with_status(result);
 }
@@ -431,15 +435,45 @@ void Interpreter::get_unsat_core() {
     throw InputError(command_at_, "'get-unsat-core' needs the option :produce-unsat-cores");
   }
   require_answer(smt::Answer::unsat, "get-unsat-core");
+  const auto& names = session_->assertion_names;
+  const auto has_name = [&names](int index) { return names[static_cast<std::size_t>(index)].has_value(); };
   const char* separator = "";
   answer() << '(';
-  for (const int index : session_->engine->unsat_core()) {
-    const auto& name = session_->assertion_names[static_cast<std::size_t>(index)];
-    if (!name) continue;
-    print_symbol(answer() << separator, session_->symbols.name(*name));
+  for (const int index : unsat_core(has_name)) {
+    if (!has_name(index)) continue;
+    print_symbol(answer() << separator, session_->symbols.name(*names[static_cast<std::size_t>(index)]));
     separator = " ";
   }
   answer() << ")\n";
+}
+
+// A minimal core takes checks of its own, within the limits of one.
+std::vector<int> Interpreter::unsat_core(const std::function<bool(int)>& has_name) {
+  smt::Engine& engine = *session_->engine;
+  if (!session_->options.minimal_unsat_cores) return engine.unsat_core();
+  const CheckLimits::Check running(limits_);
+  try {
+    return engine.minimal_core(has_name);
+  } catch (const smt::Interrupted& interruption) {
+    remark(command_at_) << "warning: " << interruption.what() << "; the core is not minimal" << std::endl;
+    return engine.unsat_core();
+  }
+}
+
+// The certificate as one string, which keeps the answer an expression.
+void Interpreter::get_proof() {
+  end_command("get-proof");
+  if (!session_->options.produce_proofs) throw InputError(command_at_, "'get-proof' needs the option :produce-proofs");
+  require_answer(smt::Answer::unsat, "get-proof");
+  std::ostringstream text;
+  write_proof(text);
+  print_string(answer(), text.str());
+  answer() << '\n';
+}
+
+void Interpreter::write_proof(std::ostream& out) {
+  proof::CertificateWriter writer(out);
+  session_->engine->certify(num_checks_, writer);
 }
 
 // ==== the rest ====

@@ -50,6 +50,7 @@ int Interpreter::run(Source source, std::string name) {
   session_->reader.set_lexer(lexer_.get());
   name_ = std::move(name);
   stray_line_ = 0;
+  num_checks_ = 0;
   has_exited_ = false;
   while (step()) {
   }
@@ -90,6 +91,8 @@ void Interpreter::execute() {
     } else {
       reader().fail("unknown command " + quoted(name));
     }
+  } catch (const smt::AnswerRefused&) {  // a bug, not an error of the script
+    throw;
   } catch (const Exception& error) {  // the engine was asked for something that it cannot do
     throw InputError(command_at_, error.what());
   }
@@ -130,6 +133,7 @@ Interpreter::Command Interpreter::find_command(std::string_view name) {
       {"get-model", &Interpreter::get_model},
       {"get-value", &Interpreter::get_value},
       {"get-unsat-core", &Interpreter::get_unsat_core},
+      {"get-proof", &Interpreter::get_proof},
       {"echo", &Interpreter::echo},
       {"reset", &Interpreter::reset},
       {"reset-assertions", &Interpreter::reset_assertions},
@@ -141,10 +145,9 @@ Interpreter::Command Interpreter::find_command(std::string_view name) {
 
 // Of the commands that find_command does not know.
 bool Interpreter::is_command_of_the_standard(std::string_view name) {
-  constexpr std::string_view names[] = {"check-sat-assuming", "declare-datatype",       "declare-datatypes",
-                                        "declare-sort",       "declare-sort-parameter", "define-fun-rec",
-                                        "define-funs-rec",    "get-assertions",         "get-assignment",
-                                        "get-proof",          "get-unsat-assumptions"};
+  constexpr std::string_view names[] = {
+      "check-sat-assuming", "declare-datatype", "declare-datatypes", "declare-sort",   "declare-sort-parameter",
+      "define-fun-rec",     "define-funs-rec",  "get-assertions",    "get-assignment", "get-unsat-assumptions"};
   return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ class Interpreter {
     int verbosity = 0;               // what scripts find in :verbosity
     double check_seconds = 0;        // limit for each check; 0: none
     Interrupt* interrupt = nullptr;  // stops a check from outside; must outlive the interpreter
+    bool check_answers = true;       // every answer is checked before it is given
+    std::ostream* proofs = nullptr;  // gets the certificate of every unsat; must outlive the interpreter
   };
 
   // Answers go to `out`, warnings and remarks to `diagnostics`; both must outlive the interpreter.
@@ -42,7 +45,8 @@ class Interpreter {
 
   // Carries out the commands of `source` up to its end or to `exit`. `name` stands for it in messages. Gives the exit
   // status: 0 when no command so far was in error, else 1. A further run goes on with the same session.
-  // Throws std::system_error when the source cannot be read.
+  // Throws std::system_error when the source cannot be read, and smt::AnswerRefused when an answer does not stand its
+  // check.
   int run(Source source, std::string name);
   // One line for each figure that the engine keeps.
   void print_statistics(std::ostream& out) const;
@@ -85,6 +89,7 @@ class Interpreter {
   void get_model();
   void get_value();
   void get_unsat_core();
+  void get_proof();
   void echo();
   void reset();
   void reset_assertions();
@@ -105,6 +110,8 @@ class Interpreter {
   void compare_with_status(smt::Answer result);
   void require_answer(smt::Answer wanted, const char* command) const;
   void require_model(const char* command) const;
+  std::vector<int> unsat_core(const std::function<bool(int)>& has_name);
+  void write_proof(std::ostream& out);
   void print_value(smt::Term term);
   Reader& reader();
 
@@ -118,6 +125,7 @@ class Interpreter {
   std::string name_;              // of the current source
   Position command_at_;           // of the current command; line 0 outside of commands
   std::uint32_t stray_line_ = 0;  // the latest line with an error outside of commands
+  std::uint64_t num_checks_ = 0;  // of the current run
   bool has_exited_ = false;
   bool has_errors_ = false;
   bool has_answered_ = false;  // the current command wrote something

@@ -12,6 +12,7 @@ CheckLimits::Check::Check(CheckLimits& limits) : limits_(limits) {
 }
 
 CheckLimits::Check::~Check() {
+  limits_.deadline_ = Clock::time_point::max();
   if (limits_.interrupt_ != nullptr) limits_.interrupt_->end_check();
 }
 

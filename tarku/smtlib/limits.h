@@ -54,7 +54,7 @@ class CheckLimits : public TerminationTest {
   using Clock = std::chrono::steady_clock;
   double seconds_;
   Interrupt* interrupt_;
-  Clock::time_point deadline_;
+  Clock::time_point deadline_ = Clock::time_point::max();  // only during a check
 };
 
 }  // namespace tarku::smtlib

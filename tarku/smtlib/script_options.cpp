@@ -19,6 +19,8 @@ constexpr ScriptOption table[] = {
     flag(":print-success", &ScriptOptions::print_success),
     flag(":produce-models", &ScriptOptions::produce_models),
     flag(":produce-unsat-cores", &ScriptOptions::produce_unsat_cores),
+    flag(":minimal-unsat-cores", &ScriptOptions::minimal_unsat_cores),
+    flag(":produce-proofs", &ScriptOptions::produce_proofs),
     flag(":global-declarations", &ScriptOptions::global_declarations),
     number(":verbosity", &ScriptOptions::verbosity),
     number(":random-seed", &ScriptOptions::random_seed),

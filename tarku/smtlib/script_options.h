@@ -13,6 +13,8 @@ struct ScriptOptions {
   bool print_success = false;
   bool produce_models = true;
   bool produce_unsat_cores = false;
+  bool minimal_unsat_cores = false;
+  bool produce_proofs = false;
   bool global_declarations = false;
   std::uint64_t verbosity = 0;
   std::uint64_t random_seed = 0;  // accepted for the sake of scripts; nothing here is random

@@ -140,6 +140,35 @@ TEST(Interpreter, ResetAssertionsKeepsOptionsAndGlobals) {
             "sat\ntrue\n");
 }
 
+// ---- proofs and cores ----
+
+TEST(Interpreter, ProofsAreStringsThatCertifyTheLatestCheck) {
+  const std::string script =
+      "(set-option :produce-proofs true)(declare-fun |a \"b| () Real)(assert (< |a \"b| 1))(check-sat)"
+      "(assert (not (< |a \"b| 1)))(check-sat)(get-proof)";
+  EXPECT_EQ(answers(script),
+            "sat\nunsat\n\"tarku-certificate 1\ncheck 2\nreal 1 |a \"\"b|\natom 1 1*1 < 1\natom 2 1*1 >= 1\n"
+            "farkas 1 -1 -2 0 1 1\ninput 2 0 1 0\ninput 3 1 2 0\nrup 4 0 2 3 1\nqed 4\n\"\n");
+}
+
+TEST(Interpreter, ProofsNeedTheirOptionAndAnUnsat) {
+  EXPECT_EQ(answers("(assert false)(check-sat)(get-proof)"),
+            "unsat\n" + error("1:26: 'get-proof' needs the option :produce-proofs"));
+  EXPECT_EQ(answers("(set-option :produce-proofs true)(check-sat)(get-proof)"),
+            "sat\n" + error("1:45: 'get-proof' needs the answer unsat, but the last one was sat"));
+}
+
+TEST(Interpreter, MinimalCoresLoseWhatIsNotNeeded) {
+  // The sum of the first three is the conflict that the search finds, but two of them suffice with the unnamed one.
+  const std::string script =
+      "(set-option :produce-unsat-cores true)(declare-fun x () Real)(declare-fun y () Real)(assert (> y 7))"
+      "(assert (! (< (+ x y) 1) :named A))(assert (! (> x 3) :named B))(assert (! (> y 2) :named C))"
+      "(assert (! (< x 9) :named D))(check-sat)(get-unsat-core)";
+  const std::string full = answers(script);
+  EXPECT_TRUE(full == "unsat\n(A B)\n" || full == "unsat\n(A B C)\n") << full;
+  EXPECT_EQ(answers("(set-option :minimal-unsat-cores true)" + script), "unsat\n(A B)\n");
+}
+
 // ---- what is not supported so far ----
 
 TEST(Interpreter, DisjunctionsAreToldOnceAndAnsweredUnknown) {
@@ -157,13 +186,13 @@ TEST(Interpreter, DisjunctionsAreToldOnceAndAnsweredUnknown) {
 
 TEST(Interpreter, CommandsNotSupportedSayHow) {
   const Transcript run = run_script(
-      "(check-sat-assuming (p))\n (get-proof)(set-option :foo (bar 1))\n"
+      "(check-sat-assuming (p))\n (get-assignment)(set-option :foo (bar 1))\n"
       "(get-option :foo)(get-info :bar)(echo \"on\")");
   EXPECT_EQ(run.out, "unsupported\nunsupported\nunsupported\nunsupported\nunsupported\n\"on\"\n");
   EXPECT_EQ(run.diagnostics,
             "test.smt2:1:1: the command 'check-sat-assuming' is not supported\n"
-            "test.smt2:2:2: the command 'get-proof' is not supported\n"
-            "test.smt2:2:13: the option ':foo' is not supported\n"
+            "test.smt2:2:2: the command 'get-assignment' is not supported\n"
+            "test.smt2:2:18: the option ':foo' is not supported\n"
             "test.smt2:3:1: the option ':foo' is not supported\n"
             "test.smt2:3:18: the information ':bar' is not supported\n");
   EXPECT_EQ(run.status, 0);
@@ -219,13 +248,13 @@ TEST(Interpreter, ChannelsCanBeFiles) {
   std::remove(path.c_str());
   const Transcript run = run_script("(set-option :regular-output-channel \"" + path + "\")(echo \"filed\")(check-sat)" +
                                     "(set-option :regular-output-channel \"stdout\")(echo \"here\")"
-                                    "(set-option :diagnostic-output-channel \"stdout\")(get-proof)");
+                                    "(set-option :diagnostic-output-channel \"stdout\")(get-assertions)");
   std::ifstream file(path);
   const std::string filed{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   std::remove(path.c_str());
   EXPECT_EQ(filed, "\"filed\"\nsat\n");
   EXPECT_EQ(run.out.substr(0, run.out.find('\n', 8)), "\"here\"\nunsupported");
-  EXPECT_NE(run.out.find("the command 'get-proof' is not supported"), std::string::npos);
+  EXPECT_NE(run.out.find("the command 'get-assertions' is not supported"), std::string::npos);
   EXPECT_EQ(answers("(set-option :regular-output-channel \"/nowhere/at/all\")(echo \"here\")"),
             error("1:1: cannot open '/nowhere/at/all'") + "\"here\"\n");
 }
@@ -302,7 +331,7 @@ TEST(Interpreter, InputMayEndInTheMidst) {
   EXPECT_EQ(answers("("), error("1:2: expected the name of a command, found the end of the input"));
   EXPECT_EQ(answers("(echo \"never"), error("1:7: unterminated string"));
   EXPECT_EQ(answers("(set-info :a (b c"), error("1:18: expected ')', found the end of the input"));
-  EXPECT_EQ(answers("(get-proof (a"), "unsupported\n");
+  EXPECT_EQ(answers("(get-assertions (a"), "unsupported\n");
   EXPECT_EQ(answers(""), "");
 }
 

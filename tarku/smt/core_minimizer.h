@@ -1,0 +1,22 @@
+// Makes an unsatisfiable core irreducible.
+#pragma once
+
+#include <vector>
+
+#include "tarku/smt/term.h"
+
+namespace tarku {
+class TerminationTest;
+}
+
+namespace tarku::smt {
+
+// `background` and `candidates` are formulas that contradict each other together. Gives positions in `candidates`,
+// ascending, such that those candidates and the background still do, and no longer when any one of them is left out.
+//
+// Each candidate is left out once: when the rest is still unsatisfiable it stays out, with all that the core of the
+// rest does not mention. One whose check has no answer stays in. What the test throws passes through.
+std::vector<std::size_t> minimize_core(TermManager& terms, const std::vector<Term>& background,
+                                       const std::vector<Term>& candidates, TerminationTest* test);
+
+}  // namespace tarku::smt

@@ -1,0 +1,31 @@
+; Disequalities decide: both sides of each are looked at, and models keep them all.
+(set-logic QF_LRA)
+(set-option :produce-unsat-cores true)
+(declare-fun x () Real)
+(declare-fun y () Real)
+(declare-fun z () Real)
+(assert (! (distinct x y z) :named all))
+(assert (! (<= 0 x 1) :named unit-x))
+(check-sat)
+; expect: sat
+(get-value ((distinct x y z) (<= 0 x 1)))
+; expect: (((distinct x y z) true)
+; expect:  ((<= 0 x 1) true))
+(push 1)
+(assert (! (= y 0) :named y-low))
+(assert (! (= z 1) :named z-high))
+(assert (not (= x (/ 1 2))))
+(check-sat)
+; expect: sat
+(get-value ((= x 0) (= x 1) (= (* 2 x) 1)))
+; expect: (((= x 0) false)
+; expect:  ((= x 1) false)
+; expect:  ((= (* 2 x) 1) false))
+(assert (! (<= x 0) :named x-low))
+(check-sat)
+; expect: unsat
+(get-unsat-core)
+; expect: (all unit-x y-low x-low)
+(pop 1)
+(check-sat)
+; expect: sat
