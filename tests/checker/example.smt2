@@ -1,0 +1,6 @@
+(set-logic QF_LRA)
+(declare-const x Real)
+(declare-const y Real)
+(assert (and (<= (+ x y) 1) (>= x 1)))
+(assert (> (* 2 y) 0))
+(check-sat)

@@ -1,0 +1,4 @@
+(declare-const x Real)
+(assert false)
+(assert (< (* x x) 0))
+(check-sat)
