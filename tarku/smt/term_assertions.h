@@ -48,7 +48,7 @@ class TermAssertions : public checker::Assertions {
   checker::FormulaTable formulas_;
   std::unordered_map<std::uint32_t, checker::RealTerm> reals_;  // by term id
   std::unordered_map<std::uint32_t, checker::Formula> truths_;  // by term id
-  checker::SaidClauses said_{formulas_};
+  checker::SaidClauses said_{&formulas_};
 };
 
 }  // namespace tarku::smt
