@@ -7,8 +7,12 @@ JOBS   ?= $(shell nproc 2>/dev/null || echo 2)
 WERROR ?= OFF
 TESTS  := ctest --progress --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
 
+# Libraries that are newer than the system's, unpacked by scripts/install-deps.
+export TARKU_DEPS := $(abspath $(BUILD))/deps
+
 # $(call build,PRESET,OPTIONS...): configures a preset into $(BUILD)/PRESET and builds the given targets.
-configure = cmake --preset $(1) -B $(BUILD)/$(1) -DTARKU_WERROR=$(WERROR) --log-level=WARNING
+configure = cmake --preset $(1) -B $(BUILD)/$(1) -DTARKU_WERROR=$(WERROR) -DTARKU_DEPS="$(TARKU_DEPS)" \
+  --log-level=WARNING
 build     = $(configure) && cmake --build $(BUILD)/$(1) -j $(JOBS)
 
 help:

@@ -2,8 +2,6 @@
 (declare-fun p () Bool)
 (check-sat-assuming (p (not p)))
 ; expect: unsupported
-(get-proof)
-; expect: unsupported
 (get-assertions)
 ; expect: unsupported
 (declare-sort S 0)
