@@ -297,6 +297,15 @@ void Tableau::combine_into_row(int basic, const Terms& source, int gone, int kno
           column_of(var).erase(basic);
         }
       });
+  if (work_test_ != nullptr && work_ >= next_poll_) poll();
+}
+
+void Tableau::poll() {
+  constexpr std::uint64_t period = 1 << 16;  // about a millisecond, of small numbers or big ones
+  next_poll_ = work_ + period;
+  is_broken_ = true;
+  (*work_test_)();
+  is_broken_ = false;
 }
 
 void Tableau::pivot(int basic, int nonbasic) {

@@ -24,6 +24,7 @@
 #include "tarku/la/equation.h"
 #include "tarku/la/varmap.h"
 #include "tarku/la/varset.h"
+#include "tarku/termination_test.h"
 
 namespace tarku::la {
 
@@ -87,6 +88,11 @@ class Tableau {
   // same on every machine, so that limits on it are, too.
   std::uint64_t work() const { return work_; }
 
+  // A test to be polled in the midst of pivots, every now and then as work is done; null for none. When it throws, the
+  // tableau is broken: it must be destroyed, and with it whatever relies on it.
+  void set_work_test(const TerminationTest* test) { work_test_ = test; }
+  bool is_broken() const { return is_broken_; }
+
   bool has_eliminated() const { return aside_.num_present() != 0; }
   bool is_eliminated(int var) const { return has_eliminated() && aside_.is_present(var); }
   // Set aside without an equation. One whose equation has no terms is no such variable: it is forced to zero.
@@ -122,6 +128,7 @@ class Tableau {
   void install_row(int var, Terms terms);
   Equation* take_row(int basic);
   void replace_in_rows(int var, const Terms& definition, std::vector<int>* rewritten);
+  void poll();
   void combine_into_row(int basic, const Terms& source, int gone, int known);
   int shortest_row_with(int nonbasic) const;
 
@@ -142,6 +149,9 @@ class Tableau {
   std::vector<State> states_;    // keyed by variable
   std::size_t num_present_ = 0;  // number of entries of states_ that are `present`
   std::uint64_t work_ = 0;
+  std::uint64_t next_poll_ = 0;  // at this much work
+  const TerminationTest* work_test_ = nullptr;
+  bool is_broken_ = false;
   bool inconsistent_ = false;  // an equation without variables had a non-zero constant
   VarSet no_column_;           // the column of a variable that the tableau does not know; always empty
 

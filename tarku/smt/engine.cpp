@@ -167,6 +167,10 @@ Answer Engine::check() {
   } catch (const Interrupted& interruption) {
     reason_unknown_ = interruption.what();
     answer = Answer::unknown;
+    mend_solver();
+  } catch (...) {
+    mend_solver();
+    throw;
   }
   answer_ = answer;
   return answer;
@@ -357,12 +361,18 @@ void Engine::finish_search() {
   if (!conflict_.is_known() && !is_idle && !solver_->check(false)) set_solver_conflict();
 }
 
+// An exception in the midst of a pivot leaves a solver that can only be replaced.
+void Engine::mend_solver() {
+  if (solver_->tableau_.is_broken()) start_afresh();
+}
+
 // Replaces the solver by one that knows nothing, keeping all that is asserted.
 void Engine::start_afresh() {
   const int verbosity = solver_->verbosity_;
   num_old_pivots_ += static_cast<std::uint64_t>(solver_->num_pivots_);
   solver_ = std::make_unique<TheorySolver>(verbosity);
   solver_->termination_test_ = termination_test_;
+  solver_->tableau_.set_work_test(termination_test_);
   for (const auto& [constraint, equation] : definitions_) solver_->tell_equation(constraint, equation);
   is_row_told_.assign(is_row_told_.size(), false);
   num_told_bounds_ = 0;
@@ -420,7 +430,7 @@ void Engine::solve_equalities() {
       constraints.push_back(constraint);
     }
   }
-  const bool solvable = system.solve([this] { poll(); });
+  const bool solvable = system.solve(termination_test_);
   presolved_ = true;
   solved_by_ = std::move(solved_by);
   for (const int constraint : constraints) {
@@ -822,6 +832,7 @@ bool Engine::symbol_truth(Term symbol) {
 void Engine::set_termination_test(TerminationTest* test) {
   termination_test_ = test;
   solver_->termination_test_ = test;
+  solver_->tableau_.set_work_test(test);
 }
 
 void Engine::set_verbosity(int level) {

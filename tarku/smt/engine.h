@@ -214,6 +214,7 @@ class Engine : private BooleanSearch::Base {
   void alternate_rules();
   void finish_search();
   void start_afresh();
+  void mend_solver();
   void cut(std::size_t num_literals, std::size_t num_formulas);
   void want(int constraint);
   void tell_new_atoms();

@@ -1,6 +1,7 @@
 // Sparse elimination of a system of equalities, on a tableau of its own.
 #include "tarku/smt/presolve.h"
 
+#include <functional>
 #include <queue>
 #include <utility>
 
@@ -14,7 +15,8 @@ void EqualitySystem::add(const std::vector<la::Equation::VarCoeff>& terms, const
   tableau_.add_equation(equation, false, &rows);
 }
 
-bool EqualitySystem::solve(const std::function<void()>& poll) {
+bool EqualitySystem::solve(const TerminationTest* test) {
+  tableau_.set_work_test(test);
   using Entry = std::pair<std::size_t, int>;  // length of the row when it was queued, its slack
   std::priority_queue<Entry, std::vector<Entry>, std::greater<Entry>> queue;
   const auto length = [this](int slack) { return tableau_.row(slack).terms().size(); };
@@ -26,7 +28,7 @@ bool EqualitySystem::solve(const std::function<void()>& poll) {
       queue.emplace(length(slack), slack);
       continue;
     }
-    poll();
+    if (test != nullptr) (*test)();
     const int unknown = cheapest_unknown(slack);
     if (unknown < 0) {
       if (length(slack) == 0) continue;

@@ -14,12 +14,12 @@
 // the inverse and its application to linear programming", 1957).
 #pragma once
 
-#include <functional>
 #include <vector>
 
 #include "tarku/la/equation.h"
 #include "tarku/la/tableau.h"
 #include "tarku/numbers/qnumber.h"
+#include "tarku/termination_test.h"
 
 namespace tarku::smt {
 
@@ -37,8 +37,9 @@ class EqualitySystem {
   // Adds  sum of terms = value.  The terms are ascending.
   void add(const std::vector<la::Equation::VarCoeff>& terms, const QNumber& value);
 
-  // Solves the system, calling `poll` now and then. False when it has no solution.
-  bool solve(const std::function<void()>& poll);
+  // Solves the system, polling `test` (null for none) now and then. False when it has no solution. When the test
+  // throws, only destruction is safe.
+  bool solve(const TerminationTest* test);
 
   // What solve() did with an equality (counted from 0 in the order of add): it defined the unknown.
   struct Pivot {
