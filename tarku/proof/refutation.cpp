@@ -274,6 +274,10 @@ std::vector<int> Refutation::constraints() const {
 
 namespace {
 
+bool contains(const Clause& clause, int literal) {
+  return std::find(clause.begin(), clause.end(), literal) != clause.end();
+}
+
 bool drop(Clause* clause, int literal) {
   const auto found = std::find(clause->begin(), clause->end(), literal);
   if (found == clause->end()) return false;
@@ -309,12 +313,17 @@ Refutation::Lemma Refutation::join(Derivation& steps) const {
   if (!drop(&right.clause, -greater)) return right;
   const ClauseId split = steps.split({equal, less, greater});
   Lemma result;
-  result.clause = std::move(left.clause);
+  result.clause = left.clause;
   result.clause.insert(result.clause.end(), right.clause.begin(), right.clause.end());
   result.clause.push_back(equal);
   std::sort(result.clause.begin(), result.clause.end());
   result.clause.erase(std::unique(result.clause.begin(), result.clause.end()), result.clause.end());
-  result.id = steps.rup(result.clause, {left.id, right.id, split});
+  // A side that contradicts an assumption by itself is known to be false, and its lemma holds in any case.
+  std::vector<ClauseId> antecedents;
+  if (!contains(left.clause, less)) antecedents.push_back(left.id);
+  if (!contains(right.clause, greater)) antecedents.push_back(right.id);
+  antecedents.push_back(split);
+  result.id = steps.rup(result.clause, antecedents);
   return result;
 }
 

@@ -26,14 +26,23 @@ checker::Relation translate(proof::Relation relation) {
   return checker::Relation::equal;
 }
 
+std::vector<checker::Monomial> translate(const std::vector<proof::Monomial>& terms) {
+  std::vector<checker::Monomial> monomials;
+  monomials.reserve(terms.size());
+  for (const proof::Monomial& term : terms) monomials.push_back({term.coeff, term.variable});
+  return monomials;
+}
+
 }  // namespace
 
 void CheckingSink::atom(int variable, const std::vector<proof::Monomial>& terms, proof::Relation relation,
                         const QNumber& value) {
-  std::vector<checker::Monomial> monomials;
-  monomials.reserve(terms.size());
-  for (const proof::Monomial& term : terms) monomials.push_back({term.coeff, term.variable});
-  checker_.define_atom(variable, monomials, translate(relation), value);
+  checker_.define_atom(variable, translate(terms), translate(relation), value);
+}
+
+void CheckingSink::conditional(int variable, int condition, const proof::Sum& yes, const proof::Sum& no) {
+  checker_.define_conditional(variable, condition, {translate(yes.terms), yes.constant},
+                              {translate(no.terms), no.constant});
 }
 
 }  // namespace tarku::smt

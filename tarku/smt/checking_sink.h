@@ -16,15 +16,17 @@ class CheckingSink : public proof::CertificateSink {
   void boolean(int variable, std::string_view symbol) override { checker_.declare_bool(variable, symbol); }
   void atom(int variable, const std::vector<proof::Monomial>& terms, proof::Relation relation,
             const QNumber& value) override;
-  void conjunction(int, const proof::Clause&) override { throw checker::Refused("gates are not checked yet"); }
-  void equivalence(int, int, int) override { throw checker::Refused("gates are not checked yet"); }
-  void choice(int, int, int, int) override { throw checker::Refused("gates are not checked yet"); }
-  void conditional(int, int, const proof::Sum&, const proof::Sum&) override {
-    throw checker::Refused("gates are not checked yet");
+  void conjunction(int variable, const proof::Clause& args) override { checker_.define_conjunction(variable, args); }
+  void equivalence(int variable, int a, int b) override { checker_.define_equivalence(variable, a, b); }
+  void choice(int variable, int condition, int yes, int no) override {
+    checker_.define_choice(variable, condition, yes, no);
   }
-  void gate(proof::ClauseId, int, const proof::Clause&) override { throw checker::Refused("gates are not checked yet"); }
-  void branch(proof::ClauseId, int, const proof::Clause&) override {
-    throw checker::Refused("gates are not checked yet");
+  void conditional(int variable, int condition, const proof::Sum& yes, const proof::Sum& no) override;
+  void gate(proof::ClauseId id, int variable, const proof::Clause& clause) override {
+    checker_.add_gate(id, variable, clause);
+  }
+  void branch(proof::ClauseId id, int variable, const proof::Clause& clause) override {
+    checker_.add_branch(id, variable, clause);
   }
   void input(proof::ClauseId id, std::uint64_t source, const proof::Clause& clause) override {
     checker_.add_input(id, source, clause);

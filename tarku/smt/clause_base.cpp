@@ -89,16 +89,21 @@ ProofLog::Id ClauseBase::case_lemma(int real_variable, int selector, int atom_li
                                     const Clause& clause) {
   const int equality = branch_equality(real_variable, selector);
   const ProofLog::Id branch = log_->branch(real_variable, {-selector, log_literal(equality)});
-  const Meaning& other = meaning(case_literal);
-  if (other.kind != Kind::atom) {  // a constant
-    const ProofLog::Id constant = log_->gate(std::abs(case_literal), {std::abs(case_literal)});
-    if (case_literal < 0) return log_->rup(clause, {constant});
-    const ProofLog::Id lemma = case_farkas(real_variable, {equality, constraint_said_by(atom_literal), 0});
-    return log_->rup(clause, {branch, lemma});
+  const auto is_denied = [&clause](int literal) {
+    return std::find(clause.begin(), clause.end(), literal) != clause.end();
+  };
+  if (is_denied(log_literal(equality))) {
+    return log_->rup(clause, {branch});  // the atom is that equality
   }
-  const int on_atom = constraint_said_by(atom_literal), on_other = constraint_said_by(case_literal);
+  const bool is_constant = meaning(case_literal).kind != Kind::atom;
+  if (is_constant && case_literal < 0) {
+    return log_->rup(clause, {log_->gate(-case_literal, {-case_literal})});
+  }
+  const int on_atom = constraint_said_by(atom_literal);
+  const int on_other = is_constant ? 0 : constraint_said_by(case_literal);
   const bool is_split_atom = atoms_.bound_of(on_atom).relation == Relation::distinct;
-  if (!is_split_atom && atoms_.bound_of(on_other).relation != Relation::distinct) {
+  const bool is_split_other = !is_constant && atoms_.bound_of(on_other).relation == Relation::distinct;
+  if (!is_split_atom && !is_split_other) {
     return log_->rup(clause, {branch, case_farkas(real_variable, {equality, on_atom, on_other})});
   }
   const AtomTable::Bound split = atoms_.bound_of(is_split_atom ? on_atom : on_other);
@@ -106,6 +111,7 @@ ProofLog::Id ClauseBase::case_lemma(int real_variable, int selector, int atom_li
   const int greater = atoms_.add_bound(split.variable, Relation::greater, split.value);
   std::vector<ProofLog::Id> steps{branch};
   for (const int side : {less, greater}) {
+    if (is_denied(log_literal(side))) continue;
     steps.push_back(case_farkas(
         real_variable, is_split_atom ? CaseSides{equality, side, on_other} : CaseSides{equality, on_atom, side}));
   }
@@ -150,14 +156,20 @@ ProofLog::Id ClauseBase::case_farkas(int real_variable, const CaseSides& sides) 
     const int variable = other.terms.front().variable;
     on_other = (coeff(atom, variable) - ratio * coeff(equality, variable)) / other.terms.front().coeff;
     if (turned(other) == turned(atom)) on_other = on_other.neg();
-    if (on_other.is_negative()) {  // the atom is an equality, or the lemma is none
-      on_other = on_other.neg();
-      on_atom = QNumber(-1);
-    }
+    // The sign is free where the constraint is an equality.
+    if (on_other.is_negative() && other.relation != Relation::equal) on_atom = QNumber(-1);
+    on_other *= on_atom;
     clause.push_back(-log_literal(sides.other));
   }
-  QNumber on_equality = turned(atom) ? ratio : ratio.neg();
-  if (on_atom.is_negative()) on_equality = on_equality.neg();
+  QNumber on_equality = (turned(atom) ? ratio : ratio.neg()) * on_atom;
+  if (sides.other == 0 && atom.relation == Relation::equal) {
+    // Two equalities contradict each other; the difference of their constants may have either sign.
+    const QNumber total = atom.value + on_equality * equality.value;
+    if (!total.is_negative()) {
+      on_atom = on_atom.neg();
+      on_equality = on_equality.neg();
+    }
+  }
   std::vector<QNumber> multipliers{on_equality, on_atom};
   if (sides.other != 0) multipliers.push_back(on_other);
   return log_->farkas(clause, multipliers);
