@@ -318,8 +318,12 @@ Refutation::Lemma Refutation::join(Derivation& steps) const {
   result.clause.push_back(equal);
   std::sort(result.clause.begin(), result.clause.end());
   result.clause.erase(std::unique(result.clause.begin(), result.clause.end()), result.clause.end());
-  // A side that contradicts an assumption by itself is known to be false, and its lemma holds in any case.
+  // A side that is assumed to hold needs no split. One whose opposite is assumed is known to be false.
   std::vector<ClauseId> antecedents;
+  if (contains(right.clause, -less) || contains(left.clause, -greater)) {
+    result.id = steps.rup(result.clause, {contains(right.clause, -less) ? left.id : right.id});
+    return result;
+  }
   if (!contains(left.clause, less)) antecedents.push_back(left.id);
   if (!contains(right.clause, greater)) antecedents.push_back(right.id);
   antecedents.push_back(split);

@@ -111,9 +111,10 @@ ProofLog::Id ClauseBase::case_lemma(int real_variable, int selector, int atom_li
   const int greater = atoms_.add_bound(split.variable, Relation::greater, split.value);
   std::vector<ProofLog::Id> steps{branch};
   for (const int side : {less, greater}) {
-    if (is_denied(log_literal(side))) continue;
+    if (is_denied(log_literal(side))) continue;  // not the side that is looked for
     steps.push_back(case_farkas(
         real_variable, is_split_atom ? CaseSides{equality, side, on_other} : CaseSides{equality, on_atom, side}));
+    if (is_denied(-log_literal(side))) return log_->rup(clause, {branch, steps.back()});  // the only one
   }
   const int equal = is_split_atom ? -atom_literal : -case_literal;
   steps.push_back(log_->split({equal, log_literal(less), log_literal(greater)}));
