@@ -17,7 +17,7 @@ using la::DNumber;
 using la::Equation;
 using Terms = std::vector<std::pair<int, QNumber>>;  // variable, coefficient
 
-enum class BoundKind { lower, equal, upper };
+enum class BoundKind { lower, equal, upper, different };
 
 struct Bound {
   int var;
@@ -40,6 +40,7 @@ struct Problem {
   void at_least(int var, const QNumber& value) { bounds.push_back({var, BoundKind::lower, value}); }
   void at_most(int var, const QNumber& value) { bounds.push_back({var, BoundKind::upper, value}); }
   void exactly(int var, const QNumber& value) { bounds.push_back({var, BoundKind::equal, value}); }
+  void not_equal(int var, const QNumber& value) { bounds.push_back({var, BoundKind::different, value}); }
 };
 
 // The splitmix64 sequence: the same numbers on every machine, unlike the distributions of the standard library.
@@ -93,6 +94,9 @@ inline void tell(const Problem& problem, la::Solver& solver) {
         break;
       case BoundKind::upper:
         solver.tell_upper_bound(index, bound.var, value);
+        break;
+      case BoundKind::different:
+        solver.tell_diseq_bound(index, bound.var, value);
         break;
     }
   }
@@ -277,6 +281,23 @@ inline Problem big_coefficients(int n, bool satisfiable, std::uint64_t seed) {
   return p;
 }
 
+// Adds a row of `terms` random variables out of those of `point`, which are the first ones, with coefficients of [-9,
+// 9] without 0. Gives its value at the point.
+inline std::int64_t add_random_row(Problem* p, const std::vector<std::int64_t>& point, int terms, Random* random) {
+  Equation row(p->new_var());
+  std::int64_t value = 0;
+  for (int k = 0; k < terms;) {
+    const auto j = static_cast<std::size_t>(random->between(0, static_cast<std::int64_t>(point.size()) - 1));
+    if (row.coeff(static_cast<int>(j) + 1).sign() != 0) continue;  // drawn before: draw again
+    const std::int64_t c = random->nonzero(9);
+    row.add_term(static_cast<int>(j) + 1, QNumber(c));
+    value += c * point[j];
+    ++k;
+  }
+  p->rows.push_back(std::move(row));
+  return value;
+}
+
 // `rows` rows of `terms` random variables out of `cols`, coefficients of [-9, 9] without 0; variables lie in
 // [-100, 100], rows within `room` of the value at a hidden integer point: satisfiable.
 inline Problem sparse_system(int rows, int cols, int terms, std::int64_t room, std::uint64_t seed) {
@@ -291,19 +312,61 @@ inline Problem sparse_system(int rows, int cols, int terms, std::int64_t room, s
     point.push_back(random.between(-100, 100));
   }
   for (int i = 0; i < rows; ++i) {
-    Equation row(p.new_var());
-    std::int64_t value = 0;
-    for (int k = 0; k < terms;) {
-      const auto j = static_cast<std::size_t>(random.between(0, cols - 1));
-      if (row.coeff(static_cast<int>(j) + 1).sign() != 0) continue;  // drawn before: draw again
-      const std::int64_t c = random.nonzero(9);
-      row.add_term(static_cast<int>(j) + 1, QNumber(c));
-      value += c * point[j];
-      ++k;
-    }
+    const std::int64_t value = add_random_row(&p, point, terms, &random);
     p.at_least(p.num_vars, QNumber(value - room));
     p.at_most(p.num_vars, QNumber(value + room));
-    p.rows.push_back(std::move(row));
+  }
+  return p;
+}
+
+// Something to choose from: `rows` rows of `terms` of the `cols` variables, and `per_var` one-sided bounds on every
+// variable, defined ones included, in no particular order. A bound keeps a hidden point but for `stray` percent of
+// them, so that what is asserted at random contradicts itself sooner or later.
+inline Problem choices(int rows, int cols, int terms, int per_var, int stray, std::uint64_t seed) {
+  Problem p;
+  p.name = "choices/" + std::to_string(rows) + "x" + std::to_string(cols) + "x" + std::to_string(terms);
+  Random random(seed);
+  std::vector<std::int64_t> point;
+  for (int j = 0; j < cols; ++j) {
+    p.new_var();
+    point.push_back(random.between(-20, 20));
+  }
+  std::vector<std::int64_t> values = point;
+  for (int i = 0; i < rows; ++i) values.push_back(add_random_row(&p, point, terms, &random));
+  for (int k = 0; k < per_var; ++k) {
+    for (int var = 1; var <= p.num_vars; ++var) {
+      const std::int64_t room = random.between(0, 10) * (random.between(1, 100) <= stray ? -1 : 1);
+      const std::int64_t value = values[static_cast<std::size_t>(var) - 1];
+      if (random.next() % 2 == 0) {
+        p.at_least(var, QNumber(value - room));
+      } else {
+        p.at_most(var, QNumber(value + room));
+      }
+    }
+  }
+  return p;
+}
+
+// Variables of [0, 100] and rows over them, all zero where a solver starts; `diseqs` rows and variables in turn must
+// not be. Satisfiable: no row is zero everywhere near the start, and a box is not covered by finitely many planes.
+inline Problem different_rows(int rows, int cols, int diseqs, std::uint64_t seed) {
+  Problem p;
+  p.name = "different_rows/" + std::to_string(rows) + "x" + std::to_string(cols) + "x" + std::to_string(diseqs);
+  Random random(seed);
+  const std::vector<std::int64_t> origin(static_cast<std::size_t>(cols), 0);
+  for (int j = 0; j < cols; ++j) {
+    const int x = p.new_var();
+    p.at_least(x, 0);
+    p.at_most(x, 100);
+  }
+  for (int i = 0; i < rows; ++i) {
+    add_random_row(&p, origin, 3, &random);
+    p.at_least(p.num_vars, -1000);
+    p.at_most(p.num_vars, 1000);
+  }
+  for (int k = 0; k < diseqs; ++k) {
+    const bool of_row = k % 2 == 0 && k / 2 < rows;
+    p.not_equal(of_row ? cols + 1 + k / 2 : 1 + k / 2, 0);
   }
   return p;
 }

@@ -36,9 +36,15 @@ la::DNumber to_library(const Value& value) {
 }
 
 la::Equation to_equation(const Op& op) {
-  la::Equation equation = op.kind == OpKind::kEquation && op.var >= 0 ? la::Equation(op.var) : la::Equation();
-  for (const Term& term : op.terms) equation.add_term(term.var, to_library(term.coeff));
-  equation.set_constant(to_library(op.constant));
+  la::Equation equation = to_equation(Linear{op.terms, op.constant});
+  equation.set_defining_var(op.var);
+  return equation;
+}
+
+la::Equation to_equation(const Linear& eq) {
+  la::Equation equation;
+  for (const Term& term : eq.terms) equation.add_term(term.var, to_library(term.coeff));
+  equation.set_constant(to_library(eq.constant));
   return equation;
 }
 

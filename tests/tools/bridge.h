@@ -12,6 +12,7 @@ Rational from_library(const QNumber& value);
 Value from_library(const la::DNumber& value);  // must be finite
 QNumber to_library(const Rational& value);
 la::DNumber to_library(const Value& value);
-la::Equation to_equation(const Op& op);  // of an equation or a model operation
+la::Equation to_equation(const Op& op);  // of an equation operation
+la::Equation to_equation(const Linear& eq);
 
 }  // namespace tarku::tester

@@ -8,6 +8,8 @@
 #include "tarku/exception.h"
 #include "tarku/termination_test.h"
 #include "tests/tools/bridge.h"
+#include "tests/tools/certified.h"
+#include "tests/unit/support/proof_census.h"
 
 namespace tarku::tester {
 
@@ -22,16 +24,23 @@ struct Runaway {};
 // Throws Interrupted at the given poll (never for 0), Runaway long after any honest search has ended.
 class PollCounter : public TerminationTest {
  public:
-  explicit PollCounter(std::int64_t interrupt_at) : interrupt_at_(interrupt_at) {}
+  PollCounter(const la::Solver& solver, std::int64_t interrupt_at) : solver_(solver), interrupt_at_(interrupt_at) {}
   void operator()() const override {
     ++polls_;
-    if (polls_ == interrupt_at_) throw Interrupted();
+    if (polls_ == interrupt_at_) {
+      under_temporary_bound_ = !solver_.check_stack().empty();
+      throw Interrupted();
+    }
     if (polls_ > kRunawayPolls) throw Runaway();
   }
+  // Whether the search that was interrupted was one with a bound that is not on the constraint stack.
+  bool was_under_temporary_bound() const { return under_temporary_bound_; }
 
  private:
+  const la::Solver& solver_;
   std::int64_t interrupt_at_;
   mutable std::int64_t polls_ = 0;
+  mutable bool under_temporary_bound_ = false;
 };
 
 void require(bool condition, const char* category, const char* text) {
@@ -77,20 +86,6 @@ std::string to_str(const std::optional<Value>& bound) {
 
 }  // namespace
 
-// Overrides every hook, counts the calls, and keeps what the base promises.
-class HookedSolver : public la::Solver {
- public:
-  using Solver::Solver;
-  void additional_optimization_steps(bool&) override { ++optimization_calls; }
-  // Every other time the assignment that the split found is kept: it satisfies all bounds as well.
-  bool should_restore_beta(bool, Values*, std::vector<int>&) override { return ++restore_calls % 2 == 1; }
-  bool should_add_to_conflict(int, Values&, bool, bool) override { return true; }
-  void set_delta_value(QNumber& delta) override { delta *= QNumber(1, 2); }
-
-  int optimization_calls = 0;
-  int restore_calls = 0;
-};
-
 const char* category_of(Sabotage sabotage) {
   switch (sabotage) {
     case Sabotage::kNone:
@@ -113,9 +108,14 @@ const char* category_of(Sabotage sabotage) {
     case Sabotage::kAssignment:
       return "invariant";
     case Sabotage::kImplied:
+    case Sabotage::kHandOut:
       return "implied";
     case Sabotage::kModel:
       return "model";
+    case Sabotage::kHook:
+      return "hooks";
+    case Sabotage::kReference:
+      return "references";
   }
   return "";
 }
@@ -127,17 +127,26 @@ void Tally::add(const Tally& other) {
   search_conflicts += other.search_conflicts;
   push_conflicts += other.push_conflicts;
   interruptions += other.interruptions;
+  split_interruptions += other.split_interruptions;
+  model_interruptions += other.model_interruptions;
   pivots += other.pivots;
   proofs += other.proofs;
+  certificates += other.certificates;
   implications += other.implications;
+  handed_out += other.handed_out;
+  restores += other.restores;
+  additions += other.additions;
   models += other.models;
 }
 
 std::string Tally::to_str() const {
   std::ostringstream text;
   text << operations << " operations, " << sat << " sat, " << unsat << " unsat, " << search_conflicts
-       << " found by search, " << push_conflicts << " push conflicts, " << interruptions << " interruptions, " << pivots
-       << " pivots, " << proofs << " proofs, " << implications << " implications, " << models << " models";
+       << " found by search, " << push_conflicts << " push conflicts, " << interruptions << " interruptions ("
+       << split_interruptions << " in splits, " << model_interruptions << " in models), " << pivots << " pivots, "
+       << proofs << " proofs, " << certificates << " certificates, " << implications << " implications, " << handed_out
+       << " handed out, " << models << " models, hooks asked " << restores << " times about values and " << additions
+       << " about conflicts";
   return text.str();
 }
 
@@ -182,7 +191,8 @@ bool Checker::run(const Op& op) {
 }
 
 void Checker::carry_out(const Op& op) {
-  if (op.kind != OpKind::kValues && op.kind != OpKind::kKeep && op.kind != OpKind::kCheck) fresh_ = false;
+  const bool looks_only = op.kind == OpKind::kValues || op.kind == OpKind::kKeep || op.kind == OpKind::kImplied;
+  if (!looks_only && op.kind != OpKind::kCheck) fresh_ = false;
   switch (op.kind) {
     case OpKind::kEquation:
       return tell_equation(op);
@@ -199,11 +209,13 @@ void Checker::carry_out(const Op& op) {
       return check(op);
     case OpKind::kRetract:
       drain_implications();
+      implied_.forget(op.index);
       solver_->retract_bound(op.index);
       return model_.retract_bound(op.index);
     case OpKind::kRetractEquation:
       solver_->retract_equation(op.index, model_.told_equations.at(op.index).var);
       model_.retract_equation(op.index);
+      implied_.clear();
       satisfied_ = false;
       cache_may_be_stale_ = false;
       return;
@@ -220,6 +232,8 @@ void Checker::carry_out(const Op& op) {
     case OpKind::kPropagation:
       solver_->propagation_level_ = model_.propagation = static_cast<int>(op.number);
       return;
+    case OpKind::kImplied:
+      return hand_out_implications(op.number);
     case OpKind::kModel:
       return build_model(op);
   }
@@ -244,6 +258,7 @@ void Checker::tell_equation(const Op& op) {
 
 void Checker::tell_bound(const Op& op) {
   drain_implications();
+  implied_.forget(op.index);
   const la::DNumber bound = to_library(op.bound);
   switch (op.bound_kind) {
     case kLower:
@@ -280,22 +295,7 @@ void Checker::pop() {
   const int result = solver_->pop_constraint();
   require(result == expected, "pop",
           [&] { return "popped " + std::to_string(result) + " instead of " + std::to_string(expected); });
-  check_implications_after_pop();
-}
-
-// A pop takes back every implication that was found at the height it reaches or above.
-void Checker::check_implications_after_pop() const {
-  for (std::uint64_t i = 0; i < solver_->num_implied_; ++i) {
-    require(solver_->implied_[i].second.level < solver_->constraint_stack_.size(), "implied", "kept by a pop");
-  }
-  require(solver_->implied_reported_ <= solver_->num_implied_, "implied", "more handed out than there are");
-}
-
-bool Checker::is_standing_implication(int c) const {
-  for (std::uint64_t i = 0; i < solver_->num_implied_; ++i) {
-    if (solver_->implied_[i].first == c) return true;
-  }
-  return false;
+  implied_.pop_to(model_.stack.size());
 }
 
 void Checker::check_conflict_pair() {
@@ -313,12 +313,13 @@ void Checker::check_conflict_pair() {
 
 // Gives whether the search came to an answer.
 bool Checker::run_check(const Op& op, std::optional<bool>* result) {
-  PollCounter counter(op.number);
+  PollCounter counter(*solver_, op.number);
   if (config_.watch || op.number > 0) solver_->termination_test_ = &counter;
   try {
     *result = solver_->check(op.partial);
   } catch (const Interrupted&) {
     result->reset();
+    tally_.split_interruptions += counter.was_under_temporary_bound();
   } catch (...) {
     solver_->termination_test_ = nullptr;
     throw;
@@ -328,8 +329,9 @@ bool Checker::run_check(const Op& op, std::optional<bool>* result) {
 }
 
 void Checker::check(const Op& op) {
-  const int calls_before = hooked_ != nullptr ? hooked_->optimization_calls : 0;
+  if (hooked_ != nullptr) hooked_->begin();
   const bool was_in_conflict = model_.in_conflict;
+  const bool is_searched = !was_in_conflict && !model_.has_failed_push() && !model_.contradictory_equations;
   std::optional<bool> result;
   const bool answered = run_check(op, &result);
   cache_may_be_stale_ = false;
@@ -345,12 +347,13 @@ void Checker::check(const Op& op) {
   model_.finish_check(result);
   ++(*result ? tally_.sat : tally_.unsat);
   if (!*result && !was_in_conflict) ++tally_.search_conflicts;
-  if (hooked_ != nullptr) check_hooks(op, calls_before);
+  if (hooked_ != nullptr) check_hooks(op, *result, is_searched);
   satisfied_ = *result;
   fresh_ = *result && !op.partial;
   check_saved();
   check_values(*result, *result);
   if (!*result) check_conflict();
+  follow_implications();
   drain_implications();
   if (sabotage_ == Sabotage::kAssignment && !model_.levels.empty()) {
     const int var = model_.levels.begin()->first;
@@ -363,9 +366,24 @@ void Checker::compare_verdict(const Op& op, bool result) {
   require(result == expected, "verdict", result ? "sat instead of unsat" : "unsat instead of sat");
 }
 
-void Checker::check_hooks(const Op& op, int calls_before) const {
-  const int expected = op.partial ? 0 : 1;
-  require(hooked_->optimization_calls - calls_before == expected, "hooks", "wrong number of optimisation steps");
+// `searched`: nothing stood in the way of a search.
+void Checker::check_hooks(const Op& op, bool result, bool searched) {
+  HookedSolver::Calls calls = hooked_->calls();
+  tally_.restores += static_cast<std::uint64_t>(calls.restores);
+  tally_.additions += static_cast<std::uint64_t>(calls.additions);
+  if (sabotage_ == Sabotage::kHook && calls.additions > 0) --calls.additions;
+  require(hooked_->offence().empty(), "hooks", hooked_->offence().c_str());
+  require(calls.steps == (op.partial ? 0 : 1), "hooks", "wrong number of optimisation steps");
+  require(calls.deltas == 0, "hooks", "delta asked for by a check");
+  const bool may_split = searched && !op.partial && !model_.diseqs.empty();
+  require(calls.restores <= (may_split ? 1 : 0), "hooks", "asked about the values of no split");
+  require(calls.restores == 1 || !may_split || !result, "hooks", "not asked about the values of a split");
+  if (searched && !result && calls.restores == 0) {
+    require(static_cast<std::size_t>(calls.additions) + 1 == solver_->conflict_.size(), "hooks",
+            "not asked once about each member of a conflict");
+  }
+  const std::string offence = hooked_->check_outcome(result);
+  require(offence.empty(), "hooks", offence.c_str());
 }
 
 void Checker::check_conflict() {
@@ -392,8 +410,11 @@ void Checker::check_conflict_proof() {
   const std::string offence = summer.check_conflict(proof);
   std::set<int> leaves = summer.leaves();
   if (const auto* split = dynamic_cast<const la::LaNeq*>(proof)) leaves.insert(split->id());
+  const Certified certified = certify(*proof, model_, 0);
   proof::Proof::release(proof);
   require(offence.empty(), "proof", offence.c_str());
+  require(certified.offence.empty(), "certificate", certified.offence.c_str());
+  tally_.certificates += certified.is_expressible ? 1 : 0;
   const std::set<int> conflict(solver_->conflict_.begin(), solver_->conflict_.end());
   require(leaves == conflict, "proof", "rests on other constraints than the conflict names");
 }
@@ -417,14 +438,41 @@ void Checker::check_saved() const {
 
 // ==== 04 IMPLICATIONS ====
 
-void Checker::drain_implications() {
+// Looks at the implications that were found since it was last called, whether they are handed out or not.
+void Checker::follow_implications() {
+  std::vector<ImpliedMirror::Entry> fresh;
+  const std::string offence = implied_.follow(*solver_, &fresh);
+  require(offence.empty(), "implied", offence.c_str());
+  for (const ImpliedMirror::Entry& entry : fresh) {
+    ++tally_.implications;
+    // The first half of an equality may imply something before the second one is on the stack.
+    const std::uint64_t height = solver_->constraint_stack_.size();
+    require(entry.level == height || entry.level + 1 == height, "implied", "found at another height");
+    check_implication(entry.c, entry.reason);
+    if (config_.proofs) check_implication_proof(entry.c, false);
+  }
+}
+
+// Asks for up to `most`, or for all when that is 0.
+void Checker::hand_out_implications(std::int64_t most) {
+  follow_implications();
   int c = 0;
   std::vector<int> reason;
-  while (solver_->next_implied(&c, &reason)) {
-    ++tally_.implications;
-    check_implication(c, reason);
-    if (config_.proofs) check_implication_proof(c);
+  if (sabotage_ == Sabotage::kHandOut) solver_->next_implied(&c, &reason);
+  for (std::int64_t count = 0; most == 0 || count < most; ++count) {
+    const ImpliedMirror::Entry* expected = implied_.hand_out();
+    const bool got = solver_->next_implied(&c, &reason);
+    require(got == (expected != nullptr), "implied", got ? "handed out one too many" : "one is not handed out");
+    if (!got) return;
+    ++tally_.handed_out;
+    require(c == expected->c && reason == expected->reason, "implied", "handed out in another order");
+    if (config_.proofs) check_implication_proof(c, true);
   }
+}
+
+// Unless they are left to operations of their own, implications are asked for as soon as they are found.
+void Checker::drain_implications() {
+  if (!config_.lazy) hand_out_implications(0);
 }
 
 // The reason, the equations and the opposite of the implied constraint contradict each other.
@@ -451,12 +499,15 @@ void Checker::check_implication(int c, std::vector<int> reason) {
   }
 }
 
-void Checker::check_implication_proof(int c) {
-  proof::Proof* proof = solver_->get_implication_proof(-1);
+void Checker::check_implication_proof(int c, bool handed_out) {
+  proof::Proof* proof = solver_->get_implication_proof(handed_out ? -1 : c);
   require(proof != nullptr, "implied", [&] { return "no proof of " + std::to_string(c); });
   ProofSummer summer(model_);
   const std::string offence = summer.check_implication(proof, c);
+  const Certified certified = certify(*proof, model_, c);
   proof::Proof::release(proof);
+  require(certified.offence.empty(), "certificate", certified.offence.c_str());
+  tally_.certificates += certified.is_expressible ? 1 : 0;
   require(offence.empty(), "implied", [&] { return "proof of " + std::to_string(c) + ": " + offence; });
 }
 
@@ -541,9 +592,10 @@ void Checker::check_integrality(const std::vector<std::pair<int, Value>>& values
 // ==== 06 MODELS ====
 
 void Checker::build_model(const Op& op) {
-  PollCounter counter(op.number);
+  PollCounter counter(*solver_, op.number);
   std::vector<la::Equation> equations;
-  if (!op.terms.empty()) equations.push_back(to_equation(op));
+  for (const Linear& eq : op.eqs) equations.push_back(to_equation(eq));
+  if (hooked_ != nullptr) hooked_->begin();
   solver_->termination_test_ = &counter;
   bool interrupted = false;
   try {
@@ -559,10 +611,16 @@ void Checker::build_model(const Op& op) {
   satisfied_ = !interrupted;
   if (interrupted) {
     ++tally_.interruptions;
-  } else {
-    ++tally_.models;
-    check_model(op);
+    ++tally_.model_interruptions;
+    return;
   }
+  ++tally_.models;
+  check_model(op);
+  if (hooked_ == nullptr) return;
+  const HookedSolver::Calls& calls = hooked_->calls();
+  require(hooked_->offence().empty(), "hooks", hooked_->offence().c_str());
+  require(calls.deltas == 1, "hooks", "delta not asked for once");
+  require(calls.steps == 0 && calls.restores == 0, "hooks", "asked about a check by a model");
 }
 
 // Bounds hold with a positive number for the infinitesimal; strict ones must hold strictly.
@@ -570,7 +628,9 @@ void Checker::check_model(const Op& op) {
   std::vector<std::pair<int, Value>> abstract, values;
   std::set<int> vars;
   for (int var : model_.variables()) vars.insert(var);
-  for (const auto& term : op.terms) vars.insert(term.var);  // perhaps of a retracted equation, but still with a value
+  for (const Linear& eq : op.eqs) {
+    for (const Term& term : eq.terms) vars.insert(term.var);  // perhaps of a retracted equation, but still with a value
+  }
   for (int var : vars) {
     const std::optional<Value> value = abstract_value(var);
     if (!value) continue;
@@ -582,6 +642,11 @@ void Checker::check_model(const Op& op) {
     if (sabotage_ == Sabotage::kModel && values.size() == 1) values.back().second.real += 1;
   }
   check_equations(values);
+  check_model_bounds(values);
+  check_model_equations(op, abstract, values);
+}
+
+void Checker::check_model_bounds(const std::vector<std::pair<int, Value>>& values) const {
   for (int c : model_.stack_indices()) {
     const auto told = model_.told_bounds.find(c);
     if (told == model_.told_bounds.end()) continue;
@@ -600,22 +665,22 @@ void Checker::check_model(const Op& op) {
               [&] { return "bound " + std::to_string(c) + " is violated by " + value->real.to_str(); });
     }
   }
-  check_model_equation(op, abstract, values);
 }
 
 // What differed in the assignment still differs in the model, and what was false is false.
-void Checker::check_model_equation(const Op& op, const std::vector<std::pair<int, Value>>& abstract,
-                                   const std::vector<std::pair<int, Value>>& values) const {
+void Checker::check_model_equations(const Op& op, const std::vector<std::pair<int, Value>>& abstract,
+                                    const std::vector<std::pair<int, Value>>& values) const {
   for (std::size_t i = 0; i < values.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
       const bool differed = abstract[i].second != abstract[j].second;
       require((values[i].second != values[j].second) == differed, "model", "values merged or split");
     }
   }
-  if (op.terms.empty()) return;
-  const bool was_true = (evaluate(op.terms, abstract) + Value(op.constant)).sign() == 0;
-  const bool is_true = (evaluate(op.terms, values) + Value(op.constant)).sign() == 0;
-  require(was_true == is_true, "model", is_true ? "false equation became true" : "true equation became false");
+  for (const Linear& eq : op.eqs) {
+    const bool was_true = (evaluate(eq.terms, abstract) + Value(eq.constant)).sign() == 0;
+    const bool is_true = (evaluate(eq.terms, values) + Value(eq.constant)).sign() == 0;
+    require(was_true == is_true, "model", is_true ? "false equation became true" : "true equation became false");
+  }
 }
 
 // ==== 07 STATE ====
@@ -631,7 +696,9 @@ void Checker::check_state() {
   require(solver_->propagation_level_ == model_.propagation, "state", "propagation level changed");
   check_stack();
   check_levels();
+  follow_implications();
   check_told();
+  check_proof_counts();
   const std::string offence = solver_->check_invariants();
   require(offence.empty(), "invariant", offence.c_str());
 }
@@ -710,7 +777,15 @@ void Checker::check_record(int c, const Model::ToldBound& told) const {
   require(told.unpushed_unknown || record.has(la::RANGE_UNPUSHED) == told.unpushed, "flags", describe("unpushed"));
   require(record.has(la::RANGE_KEEP) == told.keep, "flags", describe("keep"));
   require(!record.has(la::RANGE_EXCLUDED), "flags", describe("excluded"));
-  require(!record.has(la::RANGE_IMPLIED) || is_standing_implication(c), "flags", describe("implied by nothing"));
+  require(!record.has(la::RANGE_IMPLIED) || implied_.stands(c), "flags", describe("implied by nothing"));
+}
+
+// Every node of a proof counts the references that there are.
+void Checker::check_proof_counts() {
+  if (!config_.proofs) return;
+  if (sabotage_ == Sabotage::kReference && solver_->conflict_proof_ != nullptr) solver_->get_conflict_proof();
+  const std::string offence = test::proof_offence(*solver_);
+  require(offence.empty(), "references", offence.c_str());
 }
 
 Verdict replay(const Trace& trace, Sabotage sabotage, bool strict) {

@@ -37,7 +37,10 @@ void Generator::choose_config() {
   config_.eliminate = random_.chance(70);
   config_.pivot_limit = random_.pick<int>({0, 0, 0, 1, 1, 2, 5, 1000});
   config_.watch = random_.chance(90);
-  if (features_.propagation) config_.propagation = random_.between(0, 2);
+  if (features_.propagation) {
+    config_.propagation = random_.between(0, 2);
+    config_.lazy = random_.chance(50);
+  }
   if (features_.model) config_.hooks = random_.chance(30);
 }
 
@@ -82,7 +85,7 @@ Op Generator::next(const Model& model, bool sat) {
     last_ = op.kind;
     if (model.legal(op)) return op;
   }
-  return make_check();
+  return make_check(model);
 }
 
 OpKind Generator::choose_kind(const Model& model, bool sat) {
@@ -111,6 +114,7 @@ OpKind Generator::choose_kind(const Model& model, bool sat) {
       {OpKind::kKeep, 1},
       {OpKind::kValues, 2},
       {OpKind::kPropagation, features_.propagation ? 1 : 0},
+      {OpKind::kImplied, config_.lazy ? 6 : 0},
   };
   int total = 0;
   for (const Weighted& choice : choices) total += choice.weight;
@@ -130,7 +134,7 @@ Op Generator::make(OpKind kind, const Model& model) {
     case OpKind::kTell:
       return make_tell(model, random_.pick(bound_indices_));
     case OpKind::kCheck:
-      return make_check();
+      return make_check(model);
     case OpKind::kModel:
       return make_model_request();
     case OpKind::kAddEquation:
@@ -145,6 +149,9 @@ Op Generator::make(OpKind kind, const Model& model) {
       return op;
     case OpKind::kPropagation:
       op.number = random_.between(0, 2);
+      return op;
+    case OpKind::kImplied:
+      op.number = random_.between(0, 3);
       return op;
     case OpKind::kPush:
       if (burst_left_ == 0 && random_.chance(40)) start_burst(OpKind::kPush);
@@ -305,20 +312,23 @@ Op Generator::make_tell(const Model& model, int c) {
   return op;
 }
 
-Op Generator::make_check() {
+Op Generator::make_check(const Model& model) {
   Op op;
   op.kind = OpKind::kCheck;
   op.partial = random_.chance(30);
   if (random_.chance(12)) op.number = random_.between(1, 5);
+  // A split of disequalities searches on after the first search has ended.
+  if (!op.partial && !model.diseqs.empty() && random_.chance(20)) op.number = random_.between(2, 10);
   return op;
 }
 
 Op Generator::make_model_request() {
   Op op;
   op.kind = OpKind::kModel;
-  if (random_.chance(60)) op.terms = random_form(3);
-  if (random_.chance(30)) op.constant = random_.between(-2, 2);
-  if (random_.chance(15)) op.number = random_.between(1, 4);
+  for (int count = random_.pick<int>({0, 1, 1, 2, 4}); count > 0; --count) {
+    op.eqs.push_back({random_form(3), random_.chance(30) ? random_.between(-2, 2) : 0});
+  }
+  if (random_.chance(15)) op.number = random_.between(1, 8);
   return op;
 }
 

@@ -64,7 +64,7 @@ class Generator {
   int pick_told(const Model& model);
   int pick_bounded_var(const Model& model);
   void start_burst(OpKind kind);
-  Op make_check();
+  Op make_check(const Model& model);
   Op make_model_request();
   Form random_form(int most_terms);
   Rational coefficient_value();

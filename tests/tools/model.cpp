@@ -289,6 +289,7 @@ bool Model::legal(const Op& op) const {
     case OpKind::kPropagation:
       return op.number >= 0 && op.number <= 2;
     case OpKind::kCheck:
+    case OpKind::kImplied:
     case OpKind::kModel:  // the checker asks whether the last check was true
     case OpKind::kValues:
       return true;

@@ -15,6 +15,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/tools/checker.h"
@@ -27,6 +28,7 @@ namespace {
 
 constexpr unsigned kSequenceSeconds = 60;  // for one sequence that is recorded or replayed
 constexpr int kShrinkBudget = 3000;
+constexpr std::uint64_t kLongRun = 5000;  // sequences after which everything must have been exercised
 
 // ==== 01 OPTIONS ====
 
@@ -272,6 +274,29 @@ void run_guarded(const Options& options, Clock::time_point start, Progress* prog
   run_in_child([&](const Sink&) { run_sequences(options, start, progress); }, false, kSequenceSeconds);
 }
 
+// What a long run must have met at least once; gives the first thing that it has not, empty when there is none.
+std::string unexercised(const Tally& tally, const Features& features) {
+  const std::pair<const char*, bool> all[] = {
+      {"satisfiable checks", tally.sat == 0},
+      {"conflicts of searches", tally.search_conflicts == 0},
+      {"conflicts of pushes", tally.push_conflicts == 0},
+      {"interruptions", tally.interruptions == 0},
+      {"interruptions of splits", features.diseq && tally.split_interruptions == 0},
+      {"interruptions of models", features.model && features.diseq && tally.model_interruptions == 0},
+      {"proofs", tally.proofs == 0},
+      {"certificates", tally.certificates == 0},
+      {"implications", features.propagation && tally.implications == 0},
+      {"implications handed out", features.propagation && tally.handed_out == 0},
+      {"models", features.model && tally.models == 0},
+      {"questions about the values of splits", features.model && features.diseq && tally.restores == 0},
+      {"questions about conflicts", features.model && tally.additions == 0},
+  };
+  for (const auto& [what, is_missing] : all) {
+    if (is_missing) return what;
+  }
+  return {};
+}
+
 // Gives the number of failures.
 std::uint64_t explore(const Options& options) {
   const Clock::time_point start = Clock::now();
@@ -293,6 +318,13 @@ std::uint64_t explore(const Options& options) {
               static_cast<unsigned long long>(progress->current), static_cast<unsigned long long>(failures), seconds,
               static_cast<double>(progress->current) / seconds);
   std::printf("%s\n", progress->tally.to_str().c_str());
+  if (failures == 0 && progress->current >= kLongRun) {
+    const std::string missing = unexercised(progress->tally, options.features);
+    if (!missing.empty()) {
+      std::printf("FAILED: no %s in so many sequences\n", missing.c_str());
+      ++failures;
+    }
+  }
   return failures;
 }
 

@@ -58,6 +58,7 @@ class Shrinker {
     };
     bool smaller = attempt(&Config::proofs, config.proofs);
     smaller |= attempt(&Config::hooks, config.hooks);
+    smaller |= attempt(&Config::lazy, config.lazy);
     smaller |= attempt(&Config::eliminate, false);
     smaller |= attempt(&Config::pivot_limit, config.pivot_limit);
     smaller |= attempt(&Config::propagation, config.propagation);
@@ -75,6 +76,7 @@ class Shrinker {
     bool smaller = false;
     for (std::size_t place = 0; place < trace_.ops.size(); ++place) {
       smaller |= simplify_terms(place);
+      smaller |= drop_eqs(place);
       smaller |= simplify_bound(place);
       smaller |= simplify_numbers(place);
     }
@@ -93,6 +95,24 @@ class Shrinker {
       op = trace_.ops[place];
       op.terms[i].coeff = op.terms[i].coeff.sign();
       smaller |= attempt_op(place, op);
+    }
+    return smaller;
+  }
+
+  bool drop_eqs(std::size_t place) {
+    bool smaller = false;
+    for (std::size_t i = trace_.ops[place].eqs.size(); i-- > 0;) {
+      Op op = trace_.ops[place];
+      op.eqs.erase(op.eqs.begin() + static_cast<std::ptrdiff_t>(i));
+      if (attempt_op(place, op)) {
+        smaller = true;
+        continue;
+      }
+      for (std::size_t k = trace_.ops[place].eqs[i].terms.size(); k-- > 0;) {
+        op = trace_.ops[place];
+        op.eqs[i].terms.erase(op.eqs[i].terms.begin() + static_cast<std::ptrdiff_t>(k));
+        smaller |= attempt_op(place, op);
+      }
     }
     return smaller;
   }
@@ -145,6 +165,9 @@ class Shrinker {
     for (const Op& op : trace_.ops) {
       if (op.var > 0) names[op.var] = 0;
       for (const Term& term : op.terms) names[term.var] = 0;
+      for (const Linear& eq : op.eqs) {
+        for (const Term& term : eq.terms) names[term.var] = 0;
+      }
     }
     int next = 0;
     bool changes = false;
@@ -157,6 +180,9 @@ class Shrinker {
     for (Op& op : candidate.ops) {
       if (op.var > 0) op.var = names[op.var];
       for (Term& term : op.terms) term.var = names[term.var];
+      for (Linear& eq : op.eqs) {
+        for (Term& term : eq.terms) term.var = names[term.var];
+      }
     }
     return accept(candidate);
   }

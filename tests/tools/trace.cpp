@@ -27,13 +27,20 @@ constexpr KindName kKindNames[] = {
     {OpKind::kValues, "values"},
     {OpKind::kPropagation, "propagation"},
     {OpKind::kModel, "model"},
+    {OpKind::kImplied, "implied"},
 };
 
 constexpr const char* kRelations[] = {"", ">=", "=", "<=", "!="};
 
-std::string terms_to_str(const Op& op) {
-  std::string text = op.terms.empty() ? std::string() : to_str(op.terms);
-  if (op.constant.sign() != 0) text += (text.empty() ? "" : " + ") + op.constant.to_str();
+std::string terms_to_str(const Form& terms, const Rational& constant) {
+  std::string text = terms.empty() ? std::string() : to_str(terms);
+  if (constant.sign() != 0) text += (text.empty() ? "" : " + ") + constant.to_str();
+  return text;
+}
+
+std::string eqs_to_str(const std::vector<Linear>& eqs) {
+  std::string text;
+  for (const Linear& eq : eqs) text += (text.empty() ? "" : " ; ") + terms_to_str(eq.terms, eq.constant);
   return text;
 }
 
@@ -52,24 +59,25 @@ bool parse_var(const std::string& text, int* out) {
 }
 
 // "3*x1", "x1" or "3".
-bool parse_term(const std::string& text, Op* op) {
+bool parse_term(const std::string& text, Linear* sum) {
   const std::size_t star = text.find('*');
   Term term{0, 1};
-  if (star == std::string::npos && !parse_var(text, &term.var)) return Rational::parse(text, &op->constant);
+  if (star == std::string::npos && !parse_var(text, &term.var)) return Rational::parse(text, &sum->constant);
   if (star != std::string::npos &&
       (!Rational::parse(text.substr(0, star), &term.coeff) || !parse_var(text.substr(star + 1), &term.var))) {
     return false;
   }
-  op->terms.push_back(term);
+  sum->terms.push_back(term);
   return true;
 }
 
-bool parse_terms(std::istream& words, Op* op) {
+// Up to the end or to a semicolon.
+bool parse_sum(std::istream& words, Linear* sum) {
   std::string word;
-  while (words >> word) {
-    if (word != "+" && !parse_term(word, op)) return false;
+  while (words >> word && word != ";") {
+    if (word != "+" && !parse_term(word, sum)) return false;
   }
-  op->terms = normalized(op->terms);
+  sum->terms = normalized(sum->terms);
   return true;
 }
 
@@ -78,7 +86,11 @@ bool parse_equation(std::istream& words, Op* op) {
   if (!(words >> op->index >> defined >> colon) || colon != ":") return false;
   op->var = -1;
   if (defined != "_" && !parse_var(defined, &op->var)) return false;
-  return parse_terms(words, op);
+  Linear sum;
+  if (!parse_sum(words, &sum)) return false;
+  op->terms = std::move(sum.terms);
+  op->constant = sum.constant;
+  return true;
 }
 
 bool parse_tell(std::istream& words, Op* op) {
@@ -101,7 +113,13 @@ bool parse_check(std::istream& words, Op* op) {
 
 bool parse_model(std::istream& words, Op* op) {
   std::string colon;
-  return words >> op->number >> colon && colon == ":" && parse_terms(words, op);
+  if (!(words >> op->number >> colon) || colon != ":") return false;
+  while (words >> std::ws && !words.eof()) {
+    Linear eq;
+    if (!parse_sum(words, &eq)) return false;
+    op->eqs.push_back(std::move(eq));
+  }
+  return true;
 }
 
 bool parse_operands(std::istream& words, Op* op) {
@@ -119,6 +137,7 @@ bool parse_operands(std::istream& words, Op* op) {
       return true;
     case OpKind::kPivotLimit:
     case OpKind::kPropagation:
+    case OpKind::kImplied:
       return static_cast<bool>(words >> op->number);
     default:
       return static_cast<bool>(words >> op->index);
@@ -144,6 +163,8 @@ bool parse_config(std::istream& words, Config* config) {
       config->watch = value != 0;
     } else if (name == "hooks") {
       config->hooks = value != 0;
+    } else if (name == "lazy") {
+      config->lazy = value != 0;
     } else {
       return false;
     }
@@ -174,7 +195,7 @@ std::string to_str(const Op& op) {
   switch (op.kind) {
     case OpKind::kEquation: {
       const std::string defined = op.var < 0 ? "_" : "x" + std::to_string(op.var);
-      return text + " " + std::to_string(op.index) + " " + defined + " : " + terms_to_str(op);
+      return text + " " + std::to_string(op.index) + " " + defined + " : " + terms_to_str(op.terms, op.constant);
     }
     case OpKind::kTell:
       return text + " " + std::to_string(op.index) + " x" + std::to_string(op.var) + " " + kRelations[op.bound_kind] +
@@ -182,12 +203,13 @@ std::string to_str(const Op& op) {
     case OpKind::kCheck:
       return text + (op.partial ? " partial " : " full ") + std::to_string(op.number);
     case OpKind::kModel:
-      return text + " " + std::to_string(op.number) + " : " + terms_to_str(op);
+      return text + " " + std::to_string(op.number) + " : " + eqs_to_str(op.eqs);
     case OpKind::kPop:
     case OpKind::kValues:
       return text;
     case OpKind::kPivotLimit:
     case OpKind::kPropagation:
+    case OpKind::kImplied:
       return text + " " + std::to_string(op.number);
     default:
       return text + " " + std::to_string(op.index);
@@ -198,7 +220,7 @@ std::string to_str(const Config& config) {
   std::ostringstream text;
   text << "config proofs=" << config.proofs << " eliminate=" << config.eliminate
        << " pivot_limit=" << config.pivot_limit << " propagation=" << config.propagation << " watch=" << config.watch
-       << " hooks=" << config.hooks;
+       << " hooks=" << config.hooks << " lazy=" << config.lazy;
   return text.str();
 }
 

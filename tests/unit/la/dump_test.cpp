@@ -1,11 +1,16 @@
 // Dumps for a person debugging: the status of the solver, and the problem as an SMT-LIB script.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tarku/termination_test.h"
 #include "tests/unit/support/solver_fixture.h"
+#include "tests/unit/support/solver_state.h"
 
 namespace tarku::la {
 namespace {
@@ -200,6 +205,134 @@ TEST(SmtlibDump, WithoutAnArgumentGoesToStandardOutput) {
   const Solver& s = p.solver;
   EXPECT_EQ(smtlib(s), output_of([&] { s.debug_dump_smtlib(); }));
 }
+
+// ---- nothing changes ----
+
+// Writes everything there is to write, twice, and requires that neither the solver nor the text changes.
+void expect_looking_changes_nothing(const Solver& s) {
+  const std::string before = test::state_text(s);
+  const auto look = [&] {
+    std::ostringstream out;
+    s.dump_debug_status(out);
+    s.debug_dump_smtlib(out);
+    s.print_stats(out);
+    std::vector<std::pair<std::string, std::string>> stats;
+    s.get_stats(stats);
+    for (const auto& [name, value] : stats) out << name << " " << value << "\n";
+    return out.str();
+  };
+  const std::string first = look();
+  EXPECT_EQ(before, test::state_text(s));
+  EXPECT_EQ(first, look());
+}
+
+// Looks at each poll of a search.
+struct Onlooker : TerminationTest {
+  explicit Onlooker(const Solver& watched) : solver(watched) {}
+  void operator()() const override {
+    ++looks;
+    under_temporary_bound += !solver.check_stack().empty();
+    expect_looking_changes_nothing(solver);
+  }
+  const Solver& solver;
+  mutable int looks = 0;
+  mutable int under_temporary_bound = 0;
+};
+
+TEST(Dumps, ChangeNothingInAFreshSolver) {
+  Solver s(true, 0);
+  expect_looking_changes_nothing(s);
+}
+
+TEST(Dumps, ChangeNothingBeforeInitialisation) {
+  Problem p;
+  p.rows("x900 = x1 + x2; x5 = 0");
+  p.bounds("c1: x800 >= 3; c2: x5 != 0");
+  EXPECT_TRUE(p.push(2));
+  expect_looking_changes_nothing(p.solver);
+}
+
+TEST(Dumps, ChangeNothingWhenTheEquationsContradictEachOther) {
+  Problem p;
+  p.rows("x3 = x1; 0 = 1");
+  p.bounds("c1: x3 >= 3");
+  EXPECT_FALSE(p.push(1));
+  expect_looking_changes_nothing(p.solver);
+  EXPECT_FALSE(p.check());
+  expect_looking_changes_nothing(p.solver);
+}
+
+TEST(Dumps, ChangeNothingInEachKindOfConflict) {
+  Problem p(true);
+  p.solver.propagation_level_ = 2;
+  p.rows("x3 = x1 + x2");
+  p.bounds("c1: x1 >= 3; c2: x1 <= 2; c3: x2 >= 1; c4: x3 <= 3; c5: x1 <= 3; c6: x2 <= 1; c7: x3 != 4; c8: x3 >= 4");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_FALSE(p.push(2));
+  expect_looking_changes_nothing(p.solver);
+  EXPECT_FALSE(p.push(3));
+  p.pop();
+  expect_looking_changes_nothing(p.solver);
+  p.pop();
+  EXPECT_TRUE(p.push_all({3, 4}));
+  EXPECT_FALSE(p.check());
+  expect_looking_changes_nothing(p.solver);
+  p.pop();
+  EXPECT_TRUE(p.push_all({5, 6, 7}));
+  EXPECT_FALSE(p.check());
+  expect_looking_changes_nothing(p.solver);
+  p.pop();
+  EXPECT_TRUE(p.push(4));
+  EXPECT_FALSE(p.solver.try_range_implications(3));
+  expect_looking_changes_nothing(p.solver);
+}
+
+TEST(Dumps, ChangeNothingInTheMiddleOfASearchASplitOrAModel) {
+  Problem p(true);
+  p.solver.propagation_level_ = 2;
+  p.rows("x4 = x1 + x2; x5 = x1 - x3; x6 = x4 + x5");
+  p.bounds("c1: x1 >= 0; c2: x2 >= 0; c3: x3 <= 0; c4: x4 != 0; c5: x5 != 0; c6: x6 >= 2; c7: x6 != 2; c8: x6 <= 2");
+  EXPECT_TRUE(p.push_all({1, 2, 3, 4, 5, 6, 7}));
+  Onlooker onlooker(p.solver);
+  p.solver.termination_test_ = &onlooker;
+  EXPECT_TRUE(p.check());
+  p.solver.build_model({});
+  EXPECT_TRUE(p.push(8));
+  EXPECT_FALSE(p.check());
+  EXPECT_LT(6, onlooker.looks);
+  EXPECT_LT(3, onlooker.under_temporary_bound);
+  p.expect_invariants("after all");
+}
+
+// Every state of a random walk, with values apart from the saved ones, half-repaired, in conflict, after pops.
+class DumpWalk : public testing::TestWithParam<unsigned> {};
+
+TEST_P(DumpWalk, LookingChangesNothing) {
+  std::mt19937 random(GetParam());
+  auto draw = [&](int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); };
+  static const char* const relations[] = {">=", "<=", "=", "<", ">", "!="};
+  Problem p(draw(2) == 0);
+  p.solver.propagation_level_ = draw(3);
+  p.solver.eliminate_unconstrained_ = draw(3) != 0;
+  p.rows("x5 = x1 + x2; x6 = x1 - 2*x3; x70 = x2 + x3 - 1/2*x4");
+  for (int c = 1; c <= 25; ++c) {
+    const std::string var =
+        std::vector<std::string>{"1", "2", "3", "5", "6", "70", "90"}[static_cast<std::size_t>(draw(7))];
+    p.bounds("c" + std::to_string(c) + ": x" + var + relations[draw(6)] + std::to_string(draw(5) - 2));
+  }
+  for (int i = 0; i < 30 && !HasFailure(); ++i) {
+    const std::vector<int>& stack = p.asserted();
+    const int c = 1 + draw(25);
+    const int kind = draw(8);
+    if (kind < 4 && std::find(stack.begin(), stack.end(), c) == stack.end()) p.push(c);
+    if (kind == 4 && !stack.empty()) p.pop();
+    if (kind > 4 && p.check(kind == 5) && kind == 7) p.solver.build_model({});
+    expect_looking_changes_nothing(p.solver);
+  }
+  EXPECT_FALSE(HasFailure()) << "seed " << GetParam();
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, DumpWalk, testing::Range(1u, 41u));
 
 }  // namespace
 }  // namespace tarku::la

@@ -373,6 +373,22 @@ TEST(Hypothesis, ConstraintZeroHasALeaf) {
   EXPECT_EQ(0, hyp(leaf.get())->side());
 }
 
+// Its number has no negative; each side still has a leaf of its own, and both go together.
+TEST(Hypothesis, TwoLeavesAlsoForAnEqualityThatIsConstraintZero) {
+  Problem p(true);
+  p.bounds("c0: x1 = 3");
+  proof::Ref plain(p.solver.get_or_create_hyp_proof(0, false));
+  proof::Ref negated(p.solver.get_or_create_hyp_proof(0, true));
+  EXPECT_NE(plain.get(), negated.get());
+  EXPECT_EQ(-1, hyp(plain.get())->side());
+  EXPECT_EQ(1, hyp(negated.get())->side());
+  EXPECT_EQ(0, hyp(negated.get())->index());
+  p.retract_bound(0);
+  EXPECT_EQ(1u, plain->count());
+  EXPECT_EQ(1u, negated->count());
+  EXPECT_TRUE(p.solver.hyp_proofs_.empty());
+}
+
 TEST(Hypothesis, LeavesDieWithTheSolver) {
   proof::Ref leaf;
   {
@@ -539,6 +555,21 @@ TEST(ConflictDeathTest, AskingForABoundThatIsNotThereAborts) {
         p.bounds("c1: x1 >= 0; c2: x3 >= 1");
         p.push(2);
         p.solver.build_conflict_set(3, p.solver.cur_beta_[3], p.solver.cur_beta_);  // x1 has no upper bound
+      },
+      "");
+}
+
+TEST(ConflictDeathTest, AskingForALowerBoundWhoseLevelIsGoneAborts) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(
+      {
+        Problem p;
+        p.bounds("c1: x1 >= 5; c2: x1 <= 2");
+        p.push(1);
+        auto& bounds = p.solver.var_bounds_[1];
+        bounds.pop_bounds();
+        bounds.push_bounds(1, true, dnum("5"), DNumber::plus_inf);  // as if an upper bound had made it
+        p.solver.push_constraint(2);
       },
       "");
 }

@@ -9,6 +9,7 @@
 
 #include "tarku/la/la_proof.h"
 #include "tarku/termination_test.h"
+#include "tests/unit/support/proof_census.h"
 #include "tests/unit/support/solver_fixture.h"
 
 namespace tarku::la {
@@ -153,6 +154,49 @@ TEST(CheckDiseq, OfAFixedVariableNamesBothBoundsAndItselfOnce) {
   EXPECT_TRUE(p.solver.in_conflict_);
 }
 
+// Neither strict side fits between the bounds: nothing was pushed, so nothing may be popped.
+TEST(CheckDiseq, OfAFixedVariableLeavesItsBoundsInForce) {
+  Problem p;
+  p.bounds("c1: x1 >= 3; c2: x1 <= 3; c3: x1 != 3; c4: x1 >= 4");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_FALSE(p.check());
+    EXPECT_EQ(3u, p.levels(1));
+    EXPECT_EQ("3", p.lower(1));
+    EXPECT_EQ("3", p.upper(1));
+    p.pop();
+    EXPECT_FALSE(p.push(4));
+    p.pop();
+    EXPECT_TRUE(p.push(3));
+  }
+}
+
+// The first side has a level to go, the second fails at the push.
+TEST(CheckDiseq, AtAnUpperBoundOneSideHasALevelAndTheOtherNone) {
+  Problem p(true);
+  p.rows("x3 = x1 + x2");
+  p.bounds("c1: x1 >= 1; c2: x2 >= 2; c3: x3 <= 3; c4: x3 != 3");
+  EXPECT_TRUE(p.push_all({1, 2, 3, 4}));
+  EXPECT_FALSE(p.check());
+  EXPECT_EQ(2u, p.levels(3));
+  EXPECT_EQ("3", p.upper(3));
+  EXPECT_EQ("-inf", p.lower(3));
+  EXPECT_EQ((Ints{4, 1, 2, 3}), p.solver.conflict_);
+}
+
+TEST(CheckDiseq, MayBeTheVeryFirstThingThatIsAskedOfASolver) {
+  Problem p;
+  p.rows("x900 = x1 + x2");
+  p.bounds("c1: x900 != 0");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_TRUE(p.solver.do_check_disequalities());
+  EXPECT_TRUE(p.solver.initialized_);
+  EXPECT_EQ("0", p.value(900));
+  EXPECT_TRUE(p.check());
+  p.solver.build_model({});
+  p.expect_model_fits();
+}
+
 TEST(CheckDiseq, TheOrderIsThatOfTheSideConflictsNotOfTheNumbers) {
   Problem p;
   p.bounds("c9: x1 >= 3; c2: x1 <= 3; c5: x1 != 3");
@@ -231,6 +275,42 @@ TEST(DiseqProof, IsASplitOverTheTwoSideProofs) {
   ASSERT_NE(nullptr, split->greater());
   EXPECT_EQ(1u, split->less()->count());
   EXPECT_EQ(1u, split->greater()->count());
+}
+
+// Each side rests on the disequality's own strict half and on what refutes it.
+TEST(DiseqProof, EachSideIsThatSidesConflict) {
+  Problem p(true);
+  p.bounds("c1: x1 >= 3; c2: x1 <= 3; c3: x1 != 3");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  EXPECT_FALSE(p.check());
+  const auto* split = dynamic_cast<const LaNeq*>(p.solver.conflict_proof_);
+  ASSERT_NE(nullptr, split);
+  const auto expect_sides = [](const proof::Proof* side, int half, int partner) {
+    const auto* sum = dynamic_cast<const LaComb*>(side);
+    ASSERT_NE(nullptr, sum);
+    EXPECT_EQ(3, dynamic_cast<const LaHyp*>(sum->premise1())->index());
+    EXPECT_EQ(half, dynamic_cast<const LaHyp*>(sum->premise1())->side());
+    EXPECT_EQ(partner, dynamic_cast<const LaHyp*>(sum->premise2())->index());
+  };
+  expect_sides(split->less(), -1, 1);
+  expect_sides(split->greater(), 1, 2);
+  EXPECT_EQ("", test::proof_offence(p.solver));
+}
+
+// Equations that contradict each other refute both sides without any proof.
+TEST(DiseqProof, OfSidesWithoutAProofHasNoPremises) {
+  Problem p(true);
+  p.judged = false;
+  p.bounds("c1: x1 != 0");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_TRUE(p.check());
+  p.rows("0 = 1");
+  EXPECT_FALSE(p.solver.do_check_disequalities());
+  const auto* split = dynamic_cast<const LaNeq*>(p.solver.conflict_proof_);
+  ASSERT_NE(nullptr, split);
+  EXPECT_EQ(nullptr, split->less());
+  EXPECT_EQ(nullptr, split->greater());
+  EXPECT_TRUE(p.solver.conflict_.empty());
 }
 
 TEST(DiseqProof, NothingIsLeftAfterASuccess) {

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "tarku/exception.h"
+#include "tarku/termination_test.h"
+#include "tests/unit/support/proof_census.h"
 #include "tests/unit/support/solver_fixture.h"
 
 namespace tarku::la {
@@ -94,6 +96,36 @@ TEST(BuildModel, DeltaIsTheSmallestRatio) {
   EXPECT_EQ((std::vector<std::string>{"1/7"}), s.seen);
 }
 
+// x1 is at 1/2 and must stay above 0 + delta, or below 2 - delta: no more than a half, or than three halves.
+TEST(SmallestRatio, OfAValueInsideItsStrictBounds) {
+  struct Case {
+    const char* bound;
+    const char* value;
+    const char* ratio;
+  };
+  for (const Case& tested :
+       {Case{"c1: x1 > 0", "1/2", "1/2"}, Case{"c1: x1 < 2", "1/2", "3/2"}, Case{"c1: x1 > 0", "1", "1"},
+        Case{"c1: x1 > 0", "7", "7"}, Case{"c1: x1 > 0", "7+2*delta", "1"}, Case{"c1: x1 >= 0", "7-2*delta", "7/2"},
+        Case{"c1: x1 <= 9", "7+4*delta", "1/2"}, Case{"c1: x1 < 9", "7-delta", "1"},
+        Case{"c1: x1 > 0", "delta", "1"}}) {
+    Problem p;
+    p.bounds(tested.bound);
+    EXPECT_TRUE(p.push(1));
+    p.move(1, tested.value);
+    EXPECT_EQ(tested.ratio, p.solver.smallest_ratio().to_str()) << tested.bound << " at " << tested.value;
+  }
+}
+
+TEST(SmallestRatio, OfSeveralVariablesIsTheLeast) {
+  Problem p;
+  p.bounds("c1: x1 > 0; c2: x2 > 0; c3: x3 > 0");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  p.move(1, "7");
+  p.move(2, "5");
+  p.move(3, "6");
+  EXPECT_EQ("5", p.solver.smallest_ratio().to_str()) << "larger than 1, but the first candidate replaces that";
+}
+
 TEST(BuildModel, TheHookMayReplaceDelta) {
   auto owned = std::make_unique<DeltaSolver>();
   owned->replacement = "1/1000";
@@ -166,6 +198,30 @@ TEST(BuildModel, ABoundThatIsTighterThanTheStepStays) {
   EXPECT_FALSE(p.push(3));
 }
 
+// The side on which the value is already is tried first, so it need not move.
+TEST(BuildModel, AValueBesideTheConstantStaysThere) {
+  for (const char* away : {"-3", "12"}) {
+    Problem p;
+    p.bounds("c1: x1 != 5; c2: x2 >= 0");
+    EXPECT_TRUE(p.push_all({1, 2}));
+    p.move(1, away);
+    build(&p);
+    EXPECT_EQ(away, model(&p, 1).to_str());
+  }
+}
+
+// Up, x1 is at most delta; then x3 = -x1 can leave -delta on neither side, and x1 has to go down instead.
+TEST(BuildModel, TheSideOfAnEarlierDisequalityIsRevisedForALaterOne) {
+  Problem p;
+  p.rows("x3 = -1*x1");
+  p.bounds("c1: x1 <= delta; c2: x1 != 0; c3: x3 != -delta; c4: x3 <= 9");
+  EXPECT_TRUE(p.push_all({1, 4, 2, 3}));
+  build(&p);
+  EXPECT_EQ(-1, model(&p, 1).sign());
+  EXPECT_EQ(2u, p.levels(1));
+  EXPECT_EQ(2u, p.levels(3));
+}
+
 TEST(BuildModel, TwoDisequalitiesOnOneVariable) {
   Problem p;
   p.bounds("c1: x1 >= 0; c2: x1 <= 1; c3: x1 != 0; c4: x1 != 1; c5: x1 != 1/2");
@@ -212,6 +268,31 @@ TEST(BuildModel, EveryKnownVariableHasAValue) {
   EXPECT_TRUE(p.push_all({1, 2}));
   build(&p);
   for (int v : {1, 2, 3, 30, 40, 50}) model(&p, v);
+}
+
+// A slot of the table of bounds is enough to be known; without a value it counts as zero.
+TEST(BuildModel, AVariableWithBoundsOnlyIsZero) {
+  Problem p;
+  p.bounds("c1: x1 >= 1");
+  EXPECT_TRUE(p.push(1));
+  ASSERT_TRUE(p.check());
+  p.solver.var_bounds_[50];
+  ASSERT_GT(50u, p.solver.cur_beta_.size());
+  p.solver.build_model({});
+  EXPECT_EQ("0", model(&p, 50).to_str());
+  EXPECT_EQ("1", model(&p, 1).to_str());
+}
+
+TEST(BuildModel, TrustsNoCachedValue) {
+  Problem p;
+  p.rows("x3 = x1 + x2");
+  p.bounds("c1: x3 >= 5; c2: x2 >= 1");
+  EXPECT_TRUE(p.push_all({1, 2}));
+  ASSERT_TRUE(p.check());
+  ASSERT_TRUE(p.solver.tableau_.is_eliminated(1));
+  p.solver.abstract_values_[1] = dnum("88");
+  p.solver.build_model({});
+  EXPECT_EQ("4", model(&p, 1).to_str());
 }
 
 TEST(BuildModel, MentioningAnUnknownVariableAddsNoValueForIt) {
@@ -272,6 +353,123 @@ TEST(BuildModel, AllowsExactlyAHundredHalvings) {
   }
 }
 
+// With more variables than a hundred, as many halvings as there are places for their bounds.
+TEST(BuildModel, AllowsAsManyHalvingsAsThereAreVariables) {
+  constexpr int kVars = 149;
+  for (int attempts : {kVars + 1, kVars + 2}) {
+    Problem p;
+    p.bounds("c1: x1 >= 1; c2: x2 >= 0; c3: x" + std::to_string(kVars) + " >= 0");
+    EXPECT_TRUE(p.push_all({1, 2, 3}));
+    ASSERT_EQ(static_cast<std::size_t>(kVars) + 1, p.solver.var_bounds_.size());
+    p.solver.update(2, dnum("delta"), p.solver.cur_beta_);
+    ASSERT_TRUE(p.check());
+    std::vector<Equation> eqs;
+    QNumber power(1);
+    for (int i = 0; i < attempts; ++i) {
+      eqs.push_back(equation("0 = x1"));
+      eqs.back().add_term(2, QNumber(0) - power);
+      power = power + power;
+    }
+    if (attempts <= kVars + 1) {
+      EXPECT_NO_THROW(p.solver.build_model(eqs)) << attempts;
+    } else {
+      EXPECT_THROW(p.solver.build_model(eqs), Exception);
+    }
+  }
+}
+
+// Two values that only a delta below 2^-120 tells apart are beyond the number of halvings.
+TEST(BuildModel, GivesUpOnValuesThatAreTooCloseToEachOther) {
+  for (int exponent : {90, 120}) {
+    Problem p;
+    p.bounds("c1: x1 >= 0; c2: x2 > 0");
+    EXPECT_TRUE(p.push_all({1, 2}));
+    QNumber tiny(1);
+    for (int i = 0; i < exponent; ++i) tiny = tiny * QNumber(1, 2);
+    p.solver.update(1, DNumber(tiny), p.solver.cur_beta_);
+    ASSERT_TRUE(p.check());
+    // False for the values; true as long as the model's x2 is 2^i times x1.
+    std::vector<Equation> eqs;
+    QNumber power(1);
+    for (int i = 0; i <= exponent; ++i, power = power + power) {
+      Equation eq = equation("0 = x2");
+      eq.add_term(1, QNumber(0) - power);
+      eqs.push_back(eq);
+    }
+    if (exponent == 90) {
+      p.solver.build_model(eqs);
+      p.expect_model_fits();
+      EXPECT_LT(model(&p, 2), tiny);
+    } else {
+      EXPECT_THROW(p.solver.build_model(eqs), Exception);
+    }
+  }
+}
+
+// Not asked for after a refusal; if it is all the same, nothing is searched and the conflict stays.
+TEST(BuildModel, WhileAConflictIsPendingLeavesItAlone) {
+  Problem p;
+  p.bounds("c1: x1 >= 3; c2: x1 <= 2; c3: x1 != 3");
+  EXPECT_TRUE(p.push_all({1, 3}));
+  EXPECT_TRUE(p.check());
+  EXPECT_FALSE(p.push(2));
+  const std::int32_t pivots = p.solver.num_pivots_;
+  p.solver.build_model({});
+  EXPECT_TRUE(p.solver.in_conflict_);
+  EXPECT_EQ((Ints{1, 2}), p.solver.conflict_);
+  EXPECT_EQ(2u, p.levels(1));
+  EXPECT_EQ(pivots, p.solver.num_pivots_);
+  p.expect_invariants("after the model");
+}
+
+// ---- interruption ----
+
+struct ModelPoll : TerminationTest {
+  void operator()() const override {
+    if (++count == throw_at) throw throw_at;
+  }
+  mutable int count = 0;
+  int throw_at = 0;
+};
+
+TEST(BuildModel, InterruptedAnywhereLeavesNothingBehind) {
+  int at = 1;
+  for (bool interrupted = true; interrupted; ++at) {
+    SCOPED_TRACE(testing::Message() << "poll " << at);
+    Problem p(true);
+    p.solver.propagation_level_ = 2;
+    p.rows("x4 = x1 + x2; x5 = x1 - x3; x6 = x4 + x5");
+    p.bounds("c1: x1 >= 0; c2: x2 >= 0; c3: x3 <= 0; c4: x4 != 0; c5: x5 != 0; c6: x6 != 0; c7: x1 != 0; c8: x3 != 0");
+    p.bounds("c9: x4 <= 1; c10: x6 <= 1; c11: x2 <= 1/3; c12: x1 <= 0");
+    EXPECT_TRUE(p.push_all({1, 2, 3, 4, 5, 6, 8, 9, 10, 11}));
+    ASSERT_TRUE(p.check());
+    std::vector<std::size_t> levels;
+    for (int v = 1; v <= 6; ++v) levels.push_back(p.levels(v));
+    ModelPoll poll;
+    poll.throw_at = at;
+    p.solver.termination_test_ = &poll;
+    interrupted = false;
+    try {
+      p.solver.build_model({equation("0 = x1 - x2")});
+    } catch (int) {
+      interrupted = true;
+    }
+    p.solver.termination_test_ = nullptr;
+    p.expect_invariants("after the interruption");
+    for (int v = 1; v <= 6; ++v) EXPECT_EQ(levels[static_cast<std::size_t>(v) - 1], p.levels(v)) << "x" << v;
+    for (int c : {4, 5, 6, 8}) EXPECT_FALSE(p.record(c).has(RANGE_UNPUSHED)) << "c" << c;
+    EXPECT_EQ(2, p.solver.propagation_level_);
+    EXPECT_FALSE(p.solver.in_conflict_);
+    EXPECT_TRUE(p.solver.work_vars_.empty());
+    EXPECT_EQ("", test::proof_offence(p.solver));
+    build(&p);
+    EXPECT_TRUE(p.push_all({12, 7})) << "what was asserted still counts";
+    EXPECT_FALSE(p.check());
+    if (HasFailure()) return;
+  }
+  EXPECT_LT(6, at) << "there are polls to interrupt at";
+}
+
 TEST(AdjustModel, WithoutArgumentsLeavesNoTemporaryBound) {
   Problem p;
   p.bounds("c1: x1 >= 0; c2: x1 != 0; c3: x2 != 0");
@@ -310,6 +508,65 @@ TEST(AdjustModel, StaysBelowTheDeltaPartsOfTheEquations) {
   EXPECT_EQ((Ints{2}), fixed);
   EXPECT_EQ("0+1/8*delta", p.lower(2));
   p.solver.var_bounds_[2].pop_bounds();
+}
+
+// The step shrinks only for a delta part that is smaller than it, and then to half of that.
+TEST(AdjustModel, TheStepIsHalfOfASmallerDeltaPartAndNoOther) {
+  struct Case {
+    std::vector<Equation> eqs;
+    const char* step;
+  };
+  const Case cases[] = {{{}, "0+1*delta"},
+                        {{equation("0 = x1")}, "0+1*delta"},
+                        {{equation("0 = -1*x1")}, "0+1*delta"},
+                        {{equation("0 = 7*x1")}, "0+1*delta"},
+                        {{equation("0 = x3")}, "0+1*delta"},
+                        {{equation("0 = -1/2*x1")}, "0+1/4*delta"},
+                        {{equation("0 = 1/4*x1"), equation("0 = 1/6*x1")}, "0+1/8*delta"},
+                        {{equation("0 = 1/4*x1"), equation("0 = 1/9*x1")}, "0+1/18*delta"},
+                        {{equation("x1 = 1/3*x1")}, "0+1*delta"}};
+  for (const Case& tested : cases) {
+    Problem p;
+    p.bounds("c1: x1 > 0; c2: x2 != 0; c3: x3 >= 5");
+    EXPECT_TRUE(p.push_all({1, 2, 3}));
+    ASSERT_TRUE(p.check());
+    Ints fixed;
+    p.solver.adjust_model_for_disequalities(tested.eqs, fixed);
+    EXPECT_EQ(tested.step, p.lower(2)) << (tested.eqs.empty() ? "no equation" : tested.eqs[0].to_str(true));
+    ASSERT_EQ((Ints{2}), fixed);
+    p.solver.var_bounds_[2].pop_bounds();
+  }
+}
+
+// Not after a successful check, but the search must end all the same.
+TEST(AdjustModel, WithoutAnyWayOutNothingStaysPushed) {
+  Problem p(true);
+  p.solver.propagation_level_ = 2;
+  p.bounds("c1: x1 = 3; c2: x2 != 0; c3: x1 != 3");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  Ints fixed{77};
+  p.solver.adjust_model_for_disequalities({}, fixed);
+  EXPECT_EQ(Ints{}, fixed);
+  EXPECT_EQ(3u, p.levels(1));
+  EXPECT_EQ(1u, p.levels(2));
+  EXPECT_EQ(2, p.solver.propagation_level_);
+  EXPECT_FALSE(p.solver.in_conflict_);
+  EXPECT_FALSE(p.record(2).has(RANGE_UNPUSHED));
+  EXPECT_FALSE(p.record(3).has(RANGE_UNPUSHED));
+  p.expect_invariants("after the search");
+  EXPECT_FALSE(p.check());
+}
+
+TEST(AdjustModel, AddsToTheListItIsGiven) {
+  Problem p;
+  p.bounds("c1: x1 != 0");
+  EXPECT_TRUE(p.push(1));
+  ASSERT_TRUE(p.check());
+  Ints fixed{77};
+  p.solver.adjust_model_for_disequalities(fixed, dnum("1/3*delta"));
+  EXPECT_EQ((Ints{77, 1}), fixed);
+  EXPECT_EQ("0+1/3*delta", p.lower(1));
+  p.solver.var_bounds_[1].pop_bounds();
 }
 
 TEST(AdjustModel, WithoutDisequalitiesDoesNothing) {

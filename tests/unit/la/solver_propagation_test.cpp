@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tarku/la/la_proof.h"
+#include "tests/unit/support/proof_census.h"
 #include "tests/unit/support/solver_fixture.h"
 
 namespace tarku::la {
@@ -159,6 +160,72 @@ TEST(TrivialImplications, HaveAProofFromTheHypothesis) {
   EXPECT_EQ(1u, proof->count());
 }
 
+// What was found of a constraint that has meanwhile been told anew says nothing about it.
+TEST(TrivialImplications, OfAConstraintToldAgainAreForgotten) {
+  for (bool proofs : {false, true}) {
+    Propagating p(1, proofs);
+    p.bounds("c1: x1 >= 5; c2: x1 >= 3; c3: x1 >= 4; c4: x1 >= 2");
+    EXPECT_TRUE(p.push(1));
+    p.retract_bound(4);
+    p.bounds("c2: x1 >= 9");
+    EXPECT_EQ((Implied{{3, {1}}}), p.implied());
+    EXPECT_EQ(nullptr, p.solver.get_implication_proof(2));
+    EXPECT_EQ(nullptr, p.solver.get_implication_proof(4));
+    EXPECT_FALSE(p.record(2).has(RANGE_IMPLIED));
+    EXPECT_TRUE(p.push(2)) << "it has to be asserted in earnest";
+    EXPECT_EQ("9", p.lower(1));
+    p.pop(2);
+    EXPECT_EQ(0u, p.solver.num_implied_);
+    EXPECT_TRUE(p.solver.implication_proofs_.empty());
+    EXPECT_FALSE(p.record(3).has(RANGE_IMPLIED));
+  }
+}
+
+TEST(TrivialImplications, TakeOverTheSlotsThatAPopLeaves) {
+  Propagating p(1);
+  p.bounds("c1: x1 >= 5; c2: x1 >= 3; c3: x1 >= 2; c4: x2 <= 5; c5: x2 <= 6");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_EQ(2u, p.implied().size());
+  p.pop();
+  EXPECT_EQ(0u, p.solver.num_implied_);
+  EXPECT_EQ(2u, p.solver.implied_.size()) << "kept for later";
+  EXPECT_TRUE(p.push(4));
+  EXPECT_EQ(2u, p.solver.implied_.size());
+  EXPECT_EQ(1u, p.solver.num_implied_);
+  EXPECT_EQ((Implied{{5, {4}}}), p.implied());
+}
+
+// Only propagation keeps from reporting twice; by hand the same may be asked again.
+TEST(TrivialImplications, AreReportedAgainByHandWhilePropagationIsOff) {
+  Propagating p(1);
+  p.bounds("c1: x1 >= 5; c2: x1 >= 3");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_EQ(1u, p.implied().size());
+  p.solver.try_trivial_implications(1, p.record(1), false);
+  EXPECT_EQ((Implied{}), p.implied());
+  p.solver.propagation_level_ = 0;
+  p.solver.try_trivial_implications(1, p.record(1), false);
+  EXPECT_EQ((Implied{{2, {1}}}), p.implied());
+}
+
+// The lower half of the equality stands for it negated.
+TEST(TrivialImplications, OfAnEqualityHaveTheLeafOfTheHalfThatImplies) {
+  Propagating p(1, true);
+  p.bounds("c1: x1 = 5; c2: x1 >= 4; c3: x1 <= 6");
+  EXPECT_TRUE(p.push(1));
+  EXPECT_EQ(2u, p.implied().size());
+  const auto leaf_of = [&](int c) {
+    proof::Ref proof(p.solver.get_implication_proof(c));
+    const auto* step = dynamic_cast<const LaCombImp*>(proof.get());
+    return step != nullptr ? dynamic_cast<const LaHyp*>(step->premise()) : nullptr;
+  };
+  ASSERT_NE(nullptr, leaf_of(2));
+  ASSERT_NE(nullptr, leaf_of(3));
+  EXPECT_EQ(1, leaf_of(2)->side());
+  EXPECT_EQ(-1, leaf_of(3)->side());
+  EXPECT_EQ(1, leaf_of(2)->index());
+}
+
 // ---- range implications ----
 
 // x3 = x1 + x2, kept as a row of x3.
@@ -191,11 +258,54 @@ TEST(RangeImplications, OfAnEqualityFromAFixedRow) {
   EXPECT_EQ((Implied{{3, {1, 2}}, {5, {1, 2}}}), p.implied()) << "an equality supplies both bounds once";
 }
 
-TEST(RangeImplications, OfADisequality) {
-  Ranged p("c1: x1 >= 2; c2: x2 >= 1; c3: x3 != 2; c4: x3 != 3; c5: x3 >= 0");
+// The row must reach beyond the constant, and be no tighter than the variable's own bound.
+TEST(RangeImplications, OfADisequalityBelowTheRow) {
+  Ranged p("c1: x1 >= 2; c2: x2 >= 1; c3: x3 != 2; c4: x3 != 3; c5: x3 >= 1; c6: x3 >= 3; c7: x3 != 7");
   EXPECT_TRUE(p.push_all({1, 2, 5}));
+  ASSERT_TRUE(p.solver.tableau_.is_basic(3));
   EXPECT_TRUE(p.solver.try_range_implications(3));
-  for (const auto& [c, reason] : p.implied()) EXPECT_NE(4, c);
+  EXPECT_EQ((Implied{{6, {1, 2}}}), p.implied()) << "the row says more than x3 >= 1";
+  p.record(6).clear(RANGE_IMPLIED);
+  EXPECT_TRUE(p.push(6));
+  p.implied();
+  p.record(3).clear(RANGE_IMPLIED);
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{{3, {1, 2}}}), p.implied());
+}
+
+TEST(RangeImplications, OfADisequalityAboveTheRow) {
+  Ranged p("c1: x1 <= 2; c2: x2 < 1; c3: x3 != 4; c4: x3 != 3; c5: x3 <= 5; c6: x3 != 2; c7: x3 < 3; c8: x3 >= -90");
+  EXPECT_TRUE(p.push_all({1, 2, 5}));
+  ASSERT_TRUE(p.solver.tableau_.is_basic(3));
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{{7, {1, 2}}}), p.implied()) << "the row says more than x3 <= 5";
+  p.record(7).clear(RANGE_IMPLIED);
+  EXPECT_TRUE(p.push(7));
+  p.implied();
+  for (int c : {3, 4}) p.record(c).clear(RANGE_IMPLIED);
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{{3, {1, 2}}, {4, {1, 2}}}), p.implied());
+}
+
+TEST(RangeImplications, OfEqualitiesAndDisequalitiesHaveNoProofAndAreNotReportedWithProofs) {
+  for (bool proofs : {false, true}) {
+    Ranged p("c1: x1 = 2; c2: x2 = 1; c3: x3 = 3; c4: x3 != 4; c5: x3 <= 3", proofs);
+    EXPECT_TRUE(p.push_all({1, 2}));
+    EXPECT_TRUE(p.solver.try_range_implications(3));
+    const Implied found = p.implied();
+    EXPECT_EQ(proofs ? (Implied{{5, {1, 2}}}) : (Implied{{3, {1, 2}}, {5, {1, 2}}}), found);
+  }
+}
+
+TEST(RangeImplications, PassOverExcludedAssertedAndReportedOnes) {
+  Ranged p("c1: x1 <= 1; c2: x2 <= 1; c3: x3 <= 2; c4: x3 <= 3; c5: x3 <= 4; c6: x3 <= 5");
+  EXPECT_TRUE(p.push_all({1, 2}));
+  p.record(3).set(RANGE_EXCLUDED);
+  p.record(4).clear(RANGE_UNPUSHED);
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{{5, {1, 2}}, {6, {1, 2}}}), p.implied());
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{}), p.implied());
 }
 
 // An infinite bound makes the range infinite on its side, whatever the sign of the coefficient.
@@ -222,6 +332,81 @@ TEST(RangeImplications, ThatMeetABoundOfTheOtherSideAreAConflict) {
   }
 }
 
+// Above an upper bound the row's minimum is to blame, below a lower bound its maximum.
+TEST(RangeImplications, OfEachKindMayMeetABoundOfTheOtherSide) {
+  struct Case {
+    const char* told;  // c3 follows from c1 and c2, and c4 contradicts it
+    bool lower_used;
+  };
+  const Case cases[] = {{"c1: x1 >= 2; c2: x2 >= 1; c3: x3 >= 3; c4: x3 <= 2", false},
+                        {"c1: x1 <= 2; c2: x2 <= 1; c3: x3 <= 3; c4: x3 >= 4", true},
+                        {"c1: x1 = 2; c2: x2 = 1; c3: x3 = 3; c4: x3 < 3", false},
+                        {"c1: x1 = 2; c2: x2 = 1; c3: x3 = 3; c4: x3 > 3", true}};
+  for (const Case& tested : cases) {
+    for (bool proofs : {false, true}) {
+      SCOPED_TRACE(tested.told);
+      Ranged p(tested.told, proofs);
+      EXPECT_TRUE(p.push_all({1, 2, 4}));
+      ASSERT_TRUE(p.solver.tableau_.is_basic(3));
+      p.solver.conflict_ = {77};
+      const bool is_equality = p.record(3).kind() == RANGE_EQUAL;
+      EXPECT_EQ(proofs && is_equality, p.solver.try_range_implications(3)) << "no proof form for an equality";
+      if (proofs && is_equality) continue;
+      EXPECT_TRUE(p.solver.in_conflict_);
+      EXPECT_EQ((Ints{1, 2, 4}), p.solver.conflict_);
+      EXPECT_FALSE(p.satisfiable(p.solver.conflict_, false));
+      EXPECT_FALSE(p.record(3).has(RANGE_IMPLIED));
+      EXPECT_EQ(0u, p.solver.num_implied_);
+      if (!proofs) continue;
+      const auto* sum = dynamic_cast<const LaComb*>(p.solver.conflict_proof_);
+      ASSERT_NE(nullptr, sum);
+      EXPECT_EQ(nullptr, sum->coeff1());
+      EXPECT_EQ(nullptr, sum->coeff2());
+      EXPECT_EQ(4, dynamic_cast<const LaHyp*>(sum->premise2())->index()) << "the contradicted bound";
+      const auto* reason = dynamic_cast<const LaComb*>(sum->premise1());
+      ASSERT_NE(nullptr, reason) << "the row's side";
+      EXPECT_EQ(1, dynamic_cast<const LaHyp*>(reason->premise1())->index());
+      EXPECT_EQ(2, dynamic_cast<const LaHyp*>(reason->premise2())->index());
+      EXPECT_EQ("", test::proof_offence(p.solver));
+    }
+  }
+}
+
+TEST(RangeImplications, AConflictOfARowWithoutTermsIsTheContradictedBoundAlone) {
+  for (bool proofs : {false, true}) {
+    Propagating p(2, proofs);
+    p.rows("x3 = 0");
+    p.bounds("c1: x3 >= 0; c2: x3 <= -1");
+    EXPECT_TRUE(p.push(2));
+    EXPECT_FALSE(p.solver.try_range_implications(3));
+    EXPECT_EQ((Ints{2}), p.solver.conflict_);
+    const auto* leaf = dynamic_cast<const LaHyp*>(p.solver.conflict_proof_);
+    ASSERT_EQ(proofs, leaf != nullptr);
+    EXPECT_EQ(proofs ? 2 : -1, leaf != nullptr ? leaf->index() : -1);
+    EXPECT_EQ("", test::proof_offence(p.solver));
+  }
+}
+
+TEST(RangeImplications, OfARowWithoutTermsRestOnNothing) {
+  Propagating p(2);
+  p.rows("x3 = 0");
+  p.bounds("c1: x3 <= 2; c2: x3 >= -1; c3: x3 = 0; c4: x3 >= 1");
+  EXPECT_TRUE(p.push(2));
+  EXPECT_TRUE(p.solver.try_range_implications(3));
+  EXPECT_EQ((Implied{{1, {}}, {3, {}}}), p.implied());
+}
+
+// Bounds that exclude each other can only come from outside; the row is named on standard output.
+TEST(RangeImplications, AnEmptyRangeIsReported) {
+  Ranged p("c1: x1 >= 2; c2: x1 <= 9; c3: x2 = 0; c4: x3 >= 100");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  p.solver.var_bounds_[1].push_bounds(2, true, dnum("2"), dnum("1"));
+  EXPECT_EQ("ERROR: Equation is: " + p.solver.tableau_.row(3).to_str(true) + "\n",
+            output_of([&] { p.solver.try_range_implications(3); }));
+  p.solver.var_bounds_[1].pop_bounds();
+  EXPECT_EQ("", output_of([&] { p.solver.try_range_implications(3); }));
+}
+
 TEST(RangeImplications, AreFoundByCheckOnRowsThatMoved) {
   Propagating p(2);
   p.rows("x3 = x1 + x2");
@@ -229,6 +414,23 @@ TEST(RangeImplications, AreFoundByCheckOnRowsThatMoved) {
   EXPECT_TRUE(p.push_all({1, 2}));
   EXPECT_TRUE(p.check());
   EXPECT_EQ((Implied{{3, {1, 2}}}), p.implied());
+}
+
+// Level 1 looks at the rows of the variables that entered the basis, and at no others.
+TEST(RangeImplications, AreFoundByCheckAtLevelOneOnRowsOfEnteringVariables) {
+  for (int level : {0, 1}) {
+    Propagating p(level);
+    p.rows("x3 = x1 + x2; x4 = x2 + x5");
+    p.bounds("c1: x3 >= 4; c2: x3 <= 9; c3: x2 <= 0; c4: x1 >= 4; c5: x1 >= 5; c6: x4 >= -90; c7: x5 >= 0");
+    EXPECT_TRUE(p.push_all({3, 1, 2}));
+    EXPECT_TRUE(p.check());
+    ASSERT_TRUE(p.solver.tableau_.is_basic(1));
+    EXPECT_EQ(level == 1 ? (Implied{{4, {3, 1}}}) : Implied{}, [&] {
+      Implied found = p.implied();
+      for (auto& [c, reason] : found) std::sort(reason.rbegin(), reason.rend());
+      return found;
+    }());
+  }
 }
 
 TEST(RangeImplications, Trace) {
@@ -293,6 +495,82 @@ TEST(RangeImplications, AProofFromOneLeafTakesItTwiceUnlessItsCoefficientIsOne) 
   EXPECT_EQ(comb->premise1(), comb->premise2());
   EXPECT_EQ(3u, comb->premise1()->count()) << "the table and twice the combination";
   EXPECT_NE(nullptr, dynamic_cast<const LaHyp*>(dynamic_cast<const LaCombImp*>(plain.get())->premise()));
+}
+
+TEST(RangeImplications, AProofFromThreeLeavesAddsTheThirdToTheSumOfTheFirstTwo) {
+  Propagating p(2, true);
+  p.rows("x4 = 2*x1 - 3*x2 + 1/2*x3");
+  p.bounds("c1: x1 <= 1; c2: x2 = 0; c3: x3 <= 2; c4: x4 <= 3");
+  EXPECT_TRUE(p.push_all({1, 2, 3}));
+  EXPECT_TRUE(p.solver.try_range_implications(4));
+  EXPECT_EQ((Implied{{4, {1, 2, 3}}}), p.implied());
+  proof::Ref proof(p.solver.get_implication_proof(4));
+  const auto* whole = dynamic_cast<const LaComb*>(dynamic_cast<const LaCombImp*>(proof.get())->premise());
+  ASSERT_NE(nullptr, whole);
+  EXPECT_EQ(nullptr, whole->coeff1());
+  EXPECT_EQ("1/2", whole->coeff2()->to_str());
+  EXPECT_EQ(3, dynamic_cast<const LaHyp*>(whole->premise2())->index());
+  const auto* first = dynamic_cast<const LaComb*>(whole->premise1());
+  ASSERT_NE(nullptr, first);
+  EXPECT_EQ("2", first->coeff1()->to_str());
+  EXPECT_EQ("3", first->coeff2()->to_str());
+  EXPECT_EQ(1, dynamic_cast<const LaHyp*>(first->premise1())->index());
+  EXPECT_EQ(2, dynamic_cast<const LaHyp*>(first->premise2())->index());
+  EXPECT_EQ(1, dynamic_cast<const LaHyp*>(first->premise2())->side()) << "the lower half of the equality";
+}
+
+// ---- reasons ----
+
+// x4 = x1 - x2 + x3; x1 is pinned by an equality, x2 by two bounds, x3 has no upper bound.
+struct Reasons : Propagating {
+  explicit Reasons(bool proofs = false) : Propagating(2, proofs) {
+    rows("x4 = x1 - x2 + x3");
+    bounds("c1: x1 = 1; c2: x2 >= 0; c3: x2 <= 2; c4: x3 >= 0; c5: x4 <= 90");
+    EXPECT_TRUE(push_all({1, 2, 3, 4}));
+    EXPECT_TRUE(solver.tableau_.is_basic(4));
+  }
+  Ints of_side(int side) {
+    Ints out;
+    solver.build_range_implication_reason(solver.tableau_.row(4), side, &out, nullptr);
+    return out;
+  }
+};
+
+TEST(RangeReason, TakesTheFiniteBoundsOfItsSideEachConstraintOnce) {
+  Reasons p;
+  EXPECT_EQ((Ints{1, 3, 4}), p.of_side(1));
+  EXPECT_EQ((Ints{1, 2}), p.of_side(3)) << "x3 has no upper bound";
+  EXPECT_EQ((Ints{1, 3, 2, 4}), p.of_side(2)) << "the equality once, of x2 first what makes the minimum";
+  EXPECT_EQ((Ints{1, 3, 4}), p.of_side(1)) << "nothing is left over from the call before";
+}
+
+TEST(RangeReason, AppendsToWhatIsThere) {
+  Reasons p;
+  Ints out{77};
+  p.solver.build_range_implication_reason(p.solver.tableau_.row(4), 3, &out, nullptr);
+  EXPECT_EQ((Ints{77, 1, 2}), out);
+}
+
+TEST(RangeReason, MayBeAskedForTheProofAlone) {
+  Reasons p(true);
+  proof::Proof* made = nullptr;
+  p.solver.build_range_implication_reason(p.solver.tableau_.row(4), 1, nullptr, &made);
+  proof::Ref proof(made);
+  ASSERT_NE(nullptr, dynamic_cast<const LaComb*>(made));
+  EXPECT_EQ(1u, made->count());
+  EXPECT_EQ("", test::proof_offence(p.solver, {made}));
+  proof.reset();
+  EXPECT_EQ((Ints{1, 3, 4}), p.of_side(1)) << "without one, leaves are given back";
+  EXPECT_EQ("", test::proof_offence(p.solver));
+}
+
+TEST(RangeReason, PassesOverTheRowsOwnTermAndZeroCoefficients) {
+  Reasons p;
+  auto& row = const_cast<Equation&>(p.solver.tableau_.row(4));
+  row.add_term(4, QNumber(-1));
+  row.mutable_terms()[2].coeff = QNumber(0);
+  EXPECT_EQ((Ints{1, 3}), p.of_side(1));
+  EXPECT_EQ((Ints{1, 2}), p.of_side(3));
 }
 
 TEST(RangeImplications, ARowWithoutTermsImpliesNothingWhenAProofIsWanted) {

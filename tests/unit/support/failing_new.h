@@ -1,5 +1,7 @@
-// Lets a test make operator new fail, to see what a container looks like after std::bad_alloc.
+// Lets a test make operator new fail, to see what is left after std::bad_alloc, and count what nobody has deleted.
 #pragma once
+
+#include <cstddef>
 
 namespace tarku::test {
 
@@ -14,5 +16,8 @@ class FailingNew {
   // False under tools that put their own operator new in place of ours (valgrind does): skip the test then.
   static bool is_effective();
 };
+
+// Blocks that operator new has given out and operator delete has not got back yet; constant where ours is not in place.
+std::size_t live_blocks();
 
 }  // namespace tarku::test

@@ -1,4 +1,4 @@
-// The replaced global operator new of the unit tests: malloc with a switch that makes it fail.
+// The replaced global operator new of the unit tests: malloc that counts, with a switch that makes it fail.
 #include "tests/unit/support/failing_new.h"
 
 #include <gtest/gtest.h>
@@ -11,11 +11,19 @@
 namespace {
 
 int successes_left = -1;  // negative: allocation does not fail
+std::size_t live = 0;     // blocks given out and not yet back; the tests run in one thread
 
 void* allocate(std::size_t size) noexcept {
   if (successes_left == 0) return nullptr;
   if (successes_left > 0) --successes_left;
-  return std::malloc(size == 0 ? 1 : size);
+  void* const block = std::malloc(size == 0 ? 1 : size);
+  if (block != nullptr) ++live;
+  return block;
+}
+
+void give_back(void* block) noexcept {
+  if (block != nullptr) --live;
+  std::free(block);
 }
 
 void* allocate_or_throw(std::size_t size) {
@@ -41,22 +49,22 @@ void* allocate_or_throw(std::size_t size) {
   return allocate(size);
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept {
-  std::free(block);
+  give_back(block);
 }
 [[gnu::noinline]] void operator delete[](void* block) noexcept {
-  std::free(block);
+  give_back(block);
 }
 [[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
+  give_back(block);
 }
 [[gnu::noinline]] void operator delete[](void* block, std::size_t) noexcept {
-  std::free(block);
+  give_back(block);
 }
 [[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept {
-  std::free(block);
+  give_back(block);
 }
 [[gnu::noinline]] void operator delete[](void* block, const std::nothrow_t&) noexcept {
-  std::free(block);
+  give_back(block);
 }
 
 namespace tarku::test {
@@ -76,6 +84,10 @@ bool FailingNew::is_effective() {
   } catch (const std::bad_alloc&) {
     return true;
   }
+}
+
+std::size_t live_blocks() {
+  return live;
 }
 
 namespace {
@@ -98,6 +110,23 @@ TEST(FailingNew, FailsAfterTheGivenNumberOfSuccesses) {
   EXPECT_EQ(nullptr, second);
   second.reset(new int(3));
   EXPECT_EQ(3, *second);
+}
+
+TEST(LiveBlocks, AreThoseNotYetDeleted) {
+  if (!FailingNew::is_effective()) GTEST_SKIP() << "operator new is not ours";
+  const std::size_t before = live_blocks();
+  auto one = std::make_unique<int>(1);
+  auto many = std::make_unique<int[]>(10);
+  EXPECT_EQ(before + 2, live_blocks());
+  one.reset();
+  EXPECT_EQ(before + 1, live_blocks());
+  {
+    FailingNew failing(0);
+    EXPECT_EQ(nullptr, ::operator new(1, std::nothrow));
+  }
+  EXPECT_EQ(before + 1, live_blocks()) << "a failure gives nothing out";
+  many.reset();
+  EXPECT_EQ(before, live_blocks());
 }
 
 }  // namespace

@@ -106,6 +106,29 @@ inline la::Equation equation(std::string_view with_blanks) {
   return eq;
 }
 
+// "c1: x1 >= 5" as what is told: constraint, variable, kind (RangeKind) and bound, shifted by delta for > and <.
+struct BoundStatement {
+  int c;
+  int var;
+  int kind;
+  la::DNumber bound;
+};
+
+inline BoundStatement bound_statement(std::string_view with_blanks) {
+  const std::string text = without_blanks(with_blanks);
+  const std::size_t colon = text.find(':');
+  const std::size_t relation = text.find_first_of("<>=!", colon);
+  const std::size_t number = text.find_first_not_of("<>=!", relation);
+  BoundStatement out{std::stoi(text.substr(1, colon - 1)), std::stoi(text.substr(colon + 2)), 0,
+                     dnum(text.substr(number))};
+  const std::string sign = text.substr(relation, number - relation);
+  if (sign == ">") out.bound = la::DNumber(out.bound.real(), out.bound.delta() + QNumber(1));
+  if (sign == "<") out.bound = la::DNumber(out.bound.real(), out.bound.delta() - QNumber(1));
+  out.kind = sign == "=" ? 2 : sign == "!=" ? 4 : sign[0] == '>' ? 1 : sign[0] == '<' ? 3 : 0;
+  if (out.kind == 0) bad_text(text);
+  return out;
+}
+
 // The terms in a text of our own, such as "x3 = x1 + 2*x2 - x4"; independent of Equation::to_str.
 inline std::string show(const la::Equation& eq) {
   std::string text = eq.defining_var() == -1 ? "0 =" : "x" + std::to_string(eq.defining_var()) + " =";

@@ -259,35 +259,21 @@ class Problem {
 
   void bound(const std::string& s) {
     Bracket bracket(*this, "tell " + s);
-    std::size_t colon = s.find(':');
-    std::size_t relation = s.find_first_of("<>=!", colon);
-    std::size_t number = s.find_first_not_of("<>=!", relation);
-    int c = std::stoi(s.substr(1, colon - 1));
-    int var = std::stoi(s.substr(colon + 2, relation - colon - 2));
-    tell_bound(c, var, s.substr(relation, number - relation), dnum(s.substr(number)));
-  }
-
-  void tell_bound(int c, int var, const std::string& relation, la::DNumber b) {
-    if (relation == ">") b = la::DNumber(b.real(), b.delta() + QNumber(1));
-    if (relation == "<") b = la::DNumber(b.real(), b.delta() - QNumber(1));
-    int kind = relation == "=" ? 2 : relation == "!=" ? 4 : relation[0] == '>' ? 1 : relation[0] == '<' ? 3 : 0;
-    switch (kind) {
+    const BoundStatement told = bound_statement(s);
+    switch (told.kind) {
       case 1:
-        solver.tell_lower_bound(c, var, b);
+        solver.tell_lower_bound(told.c, told.var, told.bound);
         break;
       case 2:
-        solver.tell_equal_bound(c, var, b);
+        solver.tell_equal_bound(told.c, told.var, told.bound);
         break;
       case 3:
-        solver.tell_upper_bound(c, var, b);
-        break;
-      case 4:
-        solver.tell_diseq_bound(c, var, b);
+        solver.tell_upper_bound(told.c, told.var, told.bound);
         break;
       default:
-        bad_text(relation);
+        solver.tell_diseq_bound(told.c, told.var, told.bound);
     }
-    told_[c] = Told{var, kind, b};
+    told_[told.c] = Told{told.var, told.kind, told.bound};
   }
 
   void expect_conflict_is_genuine() const {
