@@ -59,6 +59,8 @@ std::string counted(std::size_t count, const std::string& thing) {
 std::string report(const Certified& certified, bool has_script) {
   std::string text = "check " + std::to_string(certified.check) + ": unsat is certified (";
   text += counted(certified.inputs, "input") + (has_script ? "" : " taken as given");
+  if (certified.gate_clauses > 0) text += ", " + counted(certified.gate_clauses, "gate clause");
+  if (certified.branches > 0) text += ", " + counted(certified.branches, "branch clause");
   text += ", " + counted(certified.combinations, "combination");
   if (certified.splits > 0) text += ", " + counted(certified.splits, "split");
   return text + ", " + counted(certified.derived, "derived clause") + ")\n";

@@ -854,7 +854,8 @@ void Solver::build_conflict_set(int basic, const DNumber& value, Values& beta) {
       conflict_.push_back(blocking);
     }
     if (proofs_enabled_) {
-      add_to_proof(term.coeff.abs(), get_or_create_hyp_proof(blocking, !upper_used), is_below ? 1 : 2, sign,
+      const QNumber size = term.coeff.abs();
+      add_to_proof(size, get_or_create_hyp_proof(blocking, !upper_used), is_below ? 1 : 2, sign,
                    cmp(beta.raw(term.var), DNumber::zero, true));
     }
   }
@@ -988,7 +989,8 @@ void Solver::try_trivial_implications(int asserted, const RangeConstraint& rc, b
     if (verbosity_ > 0) {
       std::fprintf(stdout, "LA - try_trivial_implications: %d -> %d\n", asserted, c);
     }
-    record_implication(c, {asserted}, proofs_enabled_ ? get_or_create_hyp_proof(asserted, from_upper) : nullptr);
+    std::vector<int> reason{asserted};
+    record_implication(c, std::move(reason), proofs_enabled_ ? get_or_create_hyp_proof(asserted, from_upper) : nullptr);
   }
 }
 
@@ -1158,7 +1160,9 @@ void Solver::build_range_implication_reason(const Equation& row, int side, std::
       out->push_back(index);
     }
     if (proofs_enabled_) {
-      leaves.emplace_back(term.coeff.abs(), get_or_create_hyp_proof(index, !upper));
+      QNumber size = term.coeff.abs();
+      proof::Ref leaf(get_or_create_hyp_proof(index, !upper));
+      leaves.emplace_back(std::move(size), std::move(leaf));
     }
   };
   for (const Equation::VarCoeff& term : row.terms()) {
@@ -1250,8 +1254,10 @@ struct Solver::Split {
   Split(const Split&) = delete;
   Split& operator=(const Split&) = delete;
   ~Split() {
-    if (!finished) {
+    if (finished) return;
+    try {
       keep_saved_changes();
+    } catch (const std::bad_alloc&) {  // then only destruction is safe anyway
     }
   }
   void keep_saved_changes() {

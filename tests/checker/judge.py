@@ -32,9 +32,38 @@ def variable(word):
     return natural(word, 1, 2**30)
 
 
+SYMBOL = object()
+
+
+class Gate:
+    def __init__(self, value, args):
+        self.value, self.args = value, args
+
+
+# ---- what gates stand for; what is open is None ----
+
+def all_of(args):
+    return False if False in args else None if None in args else True
+
+
+def same(args):
+    return None if None in args else args[0] == args[1]
+
+
+def chosen(args):
+    condition, yes, no = args
+    return yes if condition is True or yes == no else no if condition is False else None
+
+
+def truth(literal, denied):
+    return False if literal in denied else True if -literal in denied else None
+
+
 class Judge:
     def __init__(self):
-        self.check, self.reals, self.props, self.clauses = None, set(), {}, {}
+        self.check, self.clauses = None, {}
+        self.reals = {}  # by variable: None, or condition, yes and no
+        self.props = {}  # by variable: a Symbol, a Gate, or the parts of a constraint
         self.last, self.finished = 0, False
 
     # ---- pieces of steps ----
@@ -70,23 +99,47 @@ class Judge:
 
     def step_real(self, words):
         require(len(words) == 2 and variable(words[0]) not in self.reals and symbol(words[1]))
-        self.reals.add(int(words[0]))
+        self.reals[int(words[0])] = None
 
     def step_bool(self, words):
         require(len(words) == 2 and variable(words[0]) not in self.props and symbol(words[1]))
-        self.props[int(words[0])] = None
+        self.props[int(words[0])] = SYMBOL
 
     def step_atom(self, words):
         require(len(words) >= 3 and words[-2] in MIRROR)
         p, relation, constant = variable(words[0]), words[-2], number(words[-1])
         require(p not in self.props)
+        self.props[p] = (self.terms(words[1:-2]), relation, constant)
+
+    def terms(self, words):
         terms = {}
-        for word in words[1:-2]:
+        for word in words:
             require("*" in word)
             coefficient, real = word.split("*", 1)
             require(variable(real) in self.reals and int(real) not in terms and number(coefficient) != 0)
             terms[int(real)] = number(coefficient)
-        self.props[p] = (terms, relation, constant)
+        return terms
+
+    def step_and(self, words):
+        require(words and variable(words[0]) not in self.props)
+        literals, rest = self.clause(words[1:])
+        require(not rest)
+        self.props[int(words[0])] = Gate(all_of, literals)
+
+    def step_iff(self, words):
+        require(len(words) == 3 and variable(words[0]) not in self.props)
+        self.props[int(words[0])] = Gate(same, [self.literal(w) for w in words[1:]])
+
+    def step_ite(self, words):
+        require(len(words) == 4 and variable(words[0]) not in self.props)
+        self.props[int(words[0])] = Gate(chosen, [self.literal(w) for w in words[1:]])
+
+    def step_real_ite(self, words):
+        require(len(words) > 2 and variable(words[0]) not in self.reals and words.count(":") == 2 and words[2] == ":")
+        condition, second = self.literal(words[1]), words.index(":", 3)
+        sums = [words[3:second], words[second + 1:]]
+        require(all(sums))
+        self.reals[int(words[0])] = (condition, *((self.terms(s[:-1]), number(s[-1])) for s in sums))
 
     def step_input(self, words):
         require(len(words) >= 3 and self.check is not None)
@@ -104,8 +157,7 @@ class Judge:
         for literal, multiplier in zip(literals, multipliers):
             if multiplier == 0:
                 continue
-            require(self.props[abs(literal)] is not None)
-            form, relation, constant = self.props[abs(literal)]
+            form, relation, constant = self.constraint(abs(literal))
             if literal > 0:
                 require(relation != "=")
                 relation = NEGATION[relation]
@@ -122,16 +174,19 @@ class Judge:
         require(words)
         literals, rest = self.clause(words[1:])
         require(not rest and len(literals) == 3)
-        require(all(self.props[abs(l)] is not None for l in literals))
-        said = [self.props[l] if l > 0 else self.negated(-l) for l in literals]
+        said = [self.constraint(l) if l > 0 else self.negated(-l) for l in literals]
         require(any(relation == "=" for _, relation, _ in said))
         equality = next(s for s in said if s[1] == "=")
         relations = sorted(self.against(equality, s) for s in said if s is not equality)
         require(relations == ["<", ">"])
         self.add(words[0], literals)
 
+    def constraint(self, p):
+        require(isinstance(self.props[p], tuple))
+        return self.props[p]
+
     def negated(self, p):
-        terms, relation, constant = self.props[p]
+        terms, relation, constant = self.constraint(p)
         return (terms, NEGATION.get(relation, "differs"), constant)
 
     @staticmethod
@@ -156,6 +211,32 @@ class Judge:
             require(len(opened) == 1 or (not opened and i == len(rest) - 1))
             true |= opened
         require(rest and not opened)
+        self.add(words[0], literals)
+
+    def step_gate(self, words):
+        require(len(words) >= 3)
+        gate = self.props.get(variable(words[1]))
+        literals, rest = self.clause(words[2:])
+        require(isinstance(gate, Gate) and not rest)
+        require(not any(-l in literals for l in literals))
+        told = truth(int(words[1]), literals)
+        defined = gate.value([truth(a, literals) for a in gate.args])
+        require({told, defined} == {True, False})
+        self.add(words[0], literals)
+
+    def step_branch(self, words):
+        require(len(words) >= 3)
+        real = variable(words[1])
+        literals, rest = self.clause(words[2:])
+        require(self.reals.get(real) is not None and len(literals) == 2 and not rest)
+        condition, yes, no = self.reals[real]
+        require(abs(condition) in [abs(l) for l in literals])
+        selector, other = literals if abs(literals[0]) == abs(condition) else literals[::-1]
+        terms, constant = yes if selector == -condition else no
+        form, relation, bound = self.constraint(other) if other > 0 else self.negated(-other)
+        require(relation in ("<=", "=", ">=") and form.keys() == terms.keys() | {real})
+        scale = form[real]
+        require(all(form[v] == -scale * terms[v] for v in terms) and bound == scale * constant)
         self.add(words[0], literals)
 
     def step_delete(self, words):
@@ -189,7 +270,7 @@ def first_wrong_line(lines):
                 require(words == ["tarku-certificate", "1"])
                 judge = Judge()
                 continue
-            step = getattr(judge, "step_" + words[0], None)
+            step = getattr(judge, "step_" + words[0].replace("-", "_"), None)
             require(step is not None)
             step(words[1:])
         except Wrong:

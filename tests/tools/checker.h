@@ -3,12 +3,12 @@
 
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tarku/la/lasolver.h"
+#include "tests/tools/failure.h"
 #include "tests/tools/hooked.h"
 #include "tests/tools/implied.h"
 #include "tests/tools/model.h"
@@ -16,17 +16,6 @@
 #include "tests/tools/trace.h"
 
 namespace tarku::tester {
-
-// What a step found wrong. The category says which comparison failed; shrinking keeps to one category.
-class Failure : public std::runtime_error {
- public:
-  Failure(std::string category, const std::string& text)
-      : std::runtime_error(category + ": " + text), category_(std::move(category)) {}
-  const std::string& category() const { return category_; }
-
- private:
-  std::string category_;
-};
 
 // Ways to spoil what is observed, one at a time, for testing that the comparisons can fail.
 enum class Sabotage {

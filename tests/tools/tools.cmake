@@ -15,6 +15,7 @@ add_library(tester_core STATIC
   ${TESTER_DIR}/bridge.cpp
   ${TESTER_DIR}/certified.cpp
   ${TESTER_DIR}/checker.cpp
+  ${TESTER_DIR}/checker_values.cpp
   ${TESTER_DIR}/generator.cpp
   ${TESTER_DIR}/hooked.cpp
   ${TESTER_DIR}/implied.cpp

@@ -2,32 +2,21 @@
 #include "tarku/proof/checker/checker.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace tarku::checker {
 
 namespace {
 
-constexpr std::uint32_t no_code = 0xffffffffu;
+using Kind = Vocabulary::Kind;
 
-bool is_negated(std::uint32_t code) {
-  return (code & 1) != 0;
-}
+constexpr std::uint32_t no_code = 0xffffffffu;
 
 [[noreturn]] void refuse(const std::string& reason) {
   throw Refused(reason);
 }
 
-void require_range(int variable) {
-  if (variable < 1 || variable > max_variable) refuse(std::to_string(variable) + " is out of range for a variable");
-}
-
-std::string named(Literal literal) {
-  return "literal " + std::to_string(literal);
-}
-
-std::string named(ClauseId id) {
+std::string named_clause(ClauseId id) {
   return "clause " + std::to_string(id);
 }
 
@@ -51,10 +40,7 @@ void Checker::begin(std::uint64_t check) {
   if (begun_) refuse("the check was told already");
   if (assertions_ != nullptr) {
     assertions_->expect(check);
-    for (Real& real : reals_) real.meaning = assertions_->real_symbol(real.variable, real.symbol);
-    for (Proposition& p : propositions_) {
-      if (!p.is_atom) p.meaning = assertions_->bool_symbol(p.variable, p.symbol);
-    }
+    vocabulary_.give_meanings();
   }
   check_ = check;
   begun_ = true;
@@ -62,87 +48,43 @@ void Checker::begin(std::uint64_t check) {
 
 void Checker::declare_real(int variable, std::string_view symbol) {
   require_unfinished();
-  require_range(variable);
-  if (real_index_.find(variable) != VariableMap::none) refuse("the Real variable is declared already");
-  Real real{variable, std::string(symbol), {}};
-  if (assertions_ != nullptr && begun_) real.meaning = assertions_->real_symbol(variable, symbol);
-  real_index_.add(variable);
-  reals_.push_back(std::move(real));
-  sum_.emplace_back(0);
+  vocabulary_.declare_real(variable, symbol);
 }
 
 void Checker::declare_bool(int variable, std::string_view symbol) {
-  require_new_proposition(variable);
-  Proposition p;
-  p.variable = variable;
-  p.symbol = symbol;
-  if (assertions_ != nullptr && begun_) p.meaning = assertions_->bool_symbol(variable, symbol);
-  add_proposition(std::move(p));
+  require_unfinished();
+  vocabulary_.declare_bool(variable, symbol);
 }
 
 void Checker::define_atom(int variable, const std::vector<Monomial>& terms, Relation relation, const Number& constant) {
-  require_new_proposition(variable);
-  std::vector<Term> ordered;
-  for (const Monomial& monomial : terms) {
-    ordered.push_back({index_of_real(monomial.variable), monomial.coefficient});
-    if (sign(monomial.coefficient) == 0) {
-      refuse("the number of Real variable " + std::to_string(monomial.variable) + " is 0");
-    }
-  }
-  std::sort(ordered.begin(), ordered.end(), [](const Term& a, const Term& b) { return a.real < b.real; });
-  for (std::size_t i = 1; i < ordered.size(); ++i) {
-    if (ordered[i - 1].real != ordered[i].real) continue;
-    refuse("there are two terms of Real variable " + std::to_string(reals_[ordered[i].real].variable));
-  }
-  Proposition p;
-  p.variable = variable;
-  p.is_atom = true;
-  p.relation = relation;
-  p.first_term = terms_.size();
-  p.end_term = terms_.size() + ordered.size();
-  p.constant = constant;
-  std::move(ordered.begin(), ordered.end(), std::back_inserter(terms_));
-  add_proposition(std::move(p));
-}
-
-void Checker::require_new_proposition(int variable) const {
   require_unfinished();
-  require_range(variable);
-  if (proposition_index_.find(variable) != VariableMap::none) refuse("the propositional variable is declared already");
+  vocabulary_.define_atom(variable, terms, relation, constant);
 }
 
-void Checker::add_proposition(Proposition proposition) {
-  proposition_index_.add(proposition.variable);
-  propositions_.push_back(std::move(proposition));
-  is_true_.resize(2 * propositions_.size(), 0);
+void Checker::define_conjunction(int variable, const std::vector<Literal>& args) {
+  require_unfinished();
+  vocabulary_.define_conjunction(variable, args);
 }
 
-std::uint32_t Checker::index_of_real(int variable) const {
-  require_range(variable);
-  const std::uint32_t index = real_index_.find(variable);
-  if (index == VariableMap::none) refuse("Real variable " + std::to_string(variable) + " is not declared");
-  return index;
+void Checker::define_equivalence(int variable, Literal a, Literal b) {
+  require_unfinished();
+  vocabulary_.define_equivalence(variable, a, b);
+}
+
+void Checker::define_choice(int variable, Literal condition, Literal yes, Literal no) {
+  require_unfinished();
+  vocabulary_.define_choice(variable, condition, yes, no);
+}
+
+void Checker::define_conditional(int variable, Literal condition, const Sum& yes, const Sum& no) {
+  require_unfinished();
+  vocabulary_.define_conditional(variable, condition, yes, no);
 }
 
 // ==== clauses ====
 
-std::vector<std::uint32_t> Checker::codes_of(const std::vector<Literal>& literals) const {
-  std::vector<std::uint32_t> codes;
-  codes.reserve(literals.size());
-  for (const Literal l : literals) {
-    if (l == 0 || l < -max_variable || l > max_variable) refuse(std::to_string(l) + " is out of range for a literal");
-    const std::uint32_t index = proposition_index_.find(l < 0 ? -l : l);
-    if (index == VariableMap::none) {
-      refuse("propositional variable " + std::to_string(l < 0 ? -l : l) + " is not declared");
-    }
-    codes.push_back(2 * index + (l < 0 ? 1 : 0));
-  }
-  return codes;
-}
-
-Literal Checker::literal(std::uint32_t code) const {
-  const int variable = proposition(code).variable;
-  return is_negated(code) ? -variable : variable;
+std::string Checker::named(std::uint32_t code) const {
+  return "literal " + std::to_string(vocabulary_.literal(code));
 }
 
 void Checker::require_new_clause(ClauseId id) const {
@@ -160,7 +102,7 @@ void Checker::add_clause(ClauseId id, std::vector<std::uint32_t> codes) {
 }
 
 Words Checker::clause(ClauseId id) const {
-  if (!clauses_.contains(id)) refuse("there is no " + named(id));
+  if (!clauses_.contains(id)) refuse("there is no " + named_clause(id));
   return clauses_[id];
 }
 
@@ -170,14 +112,14 @@ void Checker::remove(const std::vector<ClauseId>& ids) {
   std::sort(ordered.begin(), ordered.end());
   for (std::size_t i = 0; i < ordered.size(); ++i) {
     clause(ordered[i]);
-    if (i > 0 && ordered[i - 1] == ordered[i]) refuse(named(ordered[i]) + " is named twice");
+    if (i > 0 && ordered[i - 1] == ordered[i]) refuse(named_clause(ordered[i]) + " is named twice");
   }
   for (const ClauseId id : ordered) clauses_.remove(id);
 }
 
 void Checker::finish(ClauseId id) {
   require_unfinished();
-  if (clause(id).size() != 0) refuse(named(id) + " is not empty");
+  if (clause(id).size() != 0) refuse(named_clause(id) + " is not empty");
   finished_ = true;
 }
 
@@ -186,10 +128,10 @@ void Checker::finish(ClauseId id) {
 void Checker::add_input(ClauseId id, Source source, const std::vector<Literal>& literals) {
   require_new_clause(id);
   if (!begun_) refuse("the check that is answered must be told before the first input");
-  std::vector<std::uint32_t> codes = codes_of(literals);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
   if (assertions_ != nullptr) {
     std::vector<Formula> said;
-    for (const std::uint32_t code : codes) said.push_back(meaning(code));
+    for (const std::uint32_t code : codes) said.push_back(vocabulary_.meaning(code));
     const std::string reason = assertions_->why_not(source, said);
     if (!reason.empty()) refuse(reason);
   }
@@ -197,29 +139,16 @@ void Checker::add_input(ClauseId id, Source source, const std::vector<Literal>& 
   ++num_inputs_;
 }
 
-Formula Checker::meaning(std::uint32_t code) {
-  Proposition& p = propositions_[code >> 1];
-  if (p.is_atom && !p.has_meaning) {
-    LinearForm form;
-    for (std::size_t i = p.first_term; i < p.end_term; ++i) {
-      form.addends.push_back({reals_[terms_[i].real].meaning, terms_[i].coefficient});
-    }
-    form.constant = -p.constant;
-    p.meaning = assertions_->formulas().atom(std::move(form), p.relation);
-    p.has_meaning = true;
-  }
-  return p.meaning.negated_if(is_negated(code));
-}
-
 // ==== farkas ====
 
 void Checker::add_farkas(ClauseId id, const std::vector<Literal>& literals, const std::vector<Number>& multipliers) {
   require_new_clause(id);
-  std::vector<std::uint32_t> codes = codes_of(literals);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
   if (literals.size() != multipliers.size()) {
     refuse("there must be a multiplier for each literal: " + std::to_string(literals.size()) + ", not " +
            std::to_string(multipliers.size()));
   }
+  sum_.resize(vocabulary_.num_reals(), Number(0));
   for (const std::uint32_t index : summed_) Number(0).swap(sum_[index]);
   summed_.clear();
   bound_ = 0;
@@ -233,23 +162,24 @@ void Checker::add_farkas(ClauseId id, const std::vector<Literal>& literals, cons
 // Adds a multiple of the constraint that the literal is when it is false, turned round to be about `<=` and `<`.
 void Checker::add_multiple(std::uint32_t code, const Number& multiplier) {
   if (sign(multiplier) == 0) return;
-  const Proposition& p = proposition(code);
+  const Vocabulary::Proposition& p = vocabulary_.proposition(code);
   const auto refuse_multiplier = [&](const char* reason) {
-    refuse("multiplier " + to_str(multiplier) + " of " + named(literal(code)) + reason);
+    refuse("multiplier " + to_str(multiplier) + " of " + named(code) + reason);
   };
-  if (!p.is_atom) refuse_multiplier(" must be 0: the literal is no constraint");
+  if (p.kind != Kind::atom) refuse_multiplier(" must be 0: the literal is no constraint");
   const bool holds = is_negated(code);
   if (p.relation == Relation::equal && !holds) refuse_multiplier(" must be 0: without the literal a disequality holds");
   const Relation relation = holds ? p.relation : opposite(p.relation);
   if (relation != Relation::equal && sign(multiplier) < 0) refuse_multiplier(" is negative");
   const bool is_turned = relation == Relation::greater || relation == Relation::greater_equal;
   const Number factor = is_turned ? Number(-multiplier) : multiplier;
-  for (std::size_t i = p.first_term; i < p.end_term; ++i) {
-    Number& sum = sum_[terms_[i].real];
-    if (sign(sum) == 0) summed_.push_back(terms_[i].real);
-    add_product(&sum, factor, terms_[i].coefficient);
+  for (std::size_t i = p.equation.first; i < p.equation.end; ++i) {
+    const Vocabulary::Term& term = vocabulary_.term(i);
+    Number& sum = sum_[term.real];
+    if (sign(sum) == 0) summed_.push_back(term.real);
+    add_product(&sum, factor, term.coefficient);
   }
-  add_product(&bound_, factor, p.constant);
+  add_product(&bound_, factor, p.equation.constant);
   is_strict_ = is_strict_ || relation == Relation::less || relation == Relation::greater;
 }
 
@@ -272,7 +202,7 @@ std::string Checker::remaining_terms() const {
   if (left.empty()) return "";
   std::string text;
   for (std::size_t i = 0; i < std::min(left.size(), most); ++i) {
-    text += (i > 0 ? " + " : "") + to_str(sum_[left[i]]) + "*" + reals_[left[i]].symbol;
+    text += (i > 0 ? " + " : "") + to_str(sum_[left[i]]) + "*" + vocabulary_.name_of_real(left[i]);
   }
   return text + (left.size() > most ? " + ..." : "") + (left.size() > 1 ? " remain" : " remains");
 }
@@ -281,18 +211,20 @@ std::string Checker::remaining_terms() const {
 
 void Checker::add_split(ClauseId id, const std::vector<Literal>& literals) {
   require_new_clause(id);
-  std::vector<std::uint32_t> codes = codes_of(literals);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
   if (codes.size() != 3) refuse("there must be three literals, not " + std::to_string(codes.size()));
   const auto equality = std::find_if(codes.begin(), codes.end(), [this](std::uint32_t code) {
-    return proposition(code).is_atom && proposition(code).relation == Relation::equal && !is_negated(code);
+    const Vocabulary::Proposition& p = vocabulary_.proposition(code);
+    return p.kind == Kind::atom && p.relation == Relation::equal && !is_negated(code);
   });
   if (equality == codes.end()) refuse("none of the literals is an equality");
+  const Vocabulary::Equation& equation = vocabulary_.proposition(*equality).equation;
   bool has_less = false, has_greater = false;
   for (const std::uint32_t code : codes) {
-    const Proposition& p = proposition(code);
+    const Vocabulary::Proposition& p = vocabulary_.proposition(code);
     if (code == *equality) continue;
-    const Number scale = p.is_atom ? ratio(p, proposition(*equality)) : Number(0);
-    if (sign(scale) == 0) refuse(named(literal(code)) + " does not compare what the equality does");
+    const Number scale = p.kind == Kind::atom ? vocabulary_.ratio(p.equation, equation) : Number(0);
+    if (sign(scale) == 0) refuse(named(code) + " does not compare what the equality does");
     Relation relation = is_negated(code) ? opposite(p.relation) : p.relation;
     if (sign(scale) < 0) relation = mirror(relation);
     has_less = has_less || relation == Relation::less;
@@ -301,20 +233,6 @@ void Checker::add_split(ClauseId id, const std::vector<Literal>& literals) {
   if (!has_less || !has_greater) refuse(std::string("no literal says ") + (has_less ? "greater" : "less"));
   add_clause(id, std::move(codes));
   ++num_splits_;
-}
-
-// The number that `b`, terms and constant, is multiplied with in `a`; 0 when there is none.
-Number Checker::ratio(const Proposition& a, const Proposition& b) const {
-  const std::size_t count = b.end_term - b.first_term;
-  if (a.end_term - a.first_term != count) return 0;
-  const Number scale =
-      count == 0 ? Number(1) : Number(terms_[a.first_term].coefficient / terms_[b.first_term].coefficient);
-  for (std::size_t i = 0; i < count; ++i) {
-    const Term& in_a = terms_[a.first_term + i];
-    const Term& in_b = terms_[b.first_term + i];
-    if (in_a.real != in_b.real || in_a.coefficient != scale * in_b.coefficient) return 0;
-  }
-  return a.constant == scale * b.constant ? scale : Number(0);
 }
 
 // ==== rup ====
@@ -329,6 +247,10 @@ class Checker::Assignment {
   Assignment(const Assignment&) = delete;
   Assignment& operator=(const Assignment&) = delete;
 
+  std::optional<bool> value(std::uint32_t code) const {
+    if (is_true(code)) return true;
+    return is_false(code) ? std::optional<bool>(false) : std::nullopt;
+  }
   bool is_true(std::uint32_t code) const { return is_true_[code] != 0; }
   bool is_false(std::uint32_t code) const { return is_true_[code ^ 1] != 0; }
   void set_true(std::uint32_t code) {
@@ -343,15 +265,14 @@ class Checker::Assignment {
 
 void Checker::add_rup(ClauseId id, const std::vector<Literal>& literals, const std::vector<ClauseId>& antecedents) {
   require_new_clause(id);
-  std::vector<std::uint32_t> codes = codes_of(literals);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
+  is_true_.resize(2 * vocabulary_.num_propositions(), 0);
   Assignment assignment(&is_true_);
-  for (const std::uint32_t code : codes) {
-    if (assignment.is_true(code)) refuse(named(literal(code)) + " and its negation cannot both be false");
-    if (!assignment.is_false(code)) assignment.set_true(code ^ 1);
-  }
+  deny(codes, &assignment);
   bool is_refuted = false;
   for (const ClauseId antecedent : antecedents) {
-    if (is_refuted) refuse("nothing may be named after the clause that is false, but " + named(antecedent) + " is");
+    if (is_refuted)
+      refuse("nothing may be named after the clause that is false, but " + named_clause(antecedent) + " is");
     is_refuted = !propagate(antecedent, &assignment);
   }
   if (!is_refuted) refuse("none of the clauses named is false");
@@ -359,20 +280,95 @@ void Checker::add_rup(ClauseId id, const std::vector<Literal>& literals, const s
   ++num_derived_;
 }
 
+void Checker::deny(const std::vector<std::uint32_t>& codes, Assignment* assignment) const {
+  for (const std::uint32_t code : codes) {
+    if (assignment->is_true(code)) refuse(named(code) + " and its negation cannot both be false");
+    if (!assignment->is_false(code)) assignment->set_true(code ^ 1);
+  }
+}
+
 // Makes the one literal true that is not false; gives false when there is none.
 bool Checker::propagate(ClauseId id, Assignment* assignment) const {
   std::uint32_t open = no_code;
   for (const std::uint32_t code : clause(id)) {
-    if (assignment->is_true(code)) refuse(named(literal(code)) + " of " + named(id) + " is true");
+    if (assignment->is_true(code)) refuse(named(code) + " of " + named_clause(id) + " is true");
     if (assignment->is_false(code)) continue;
     if (open != no_code) {
-      refuse(named(literal(open)) + " and " + named(literal(code)) + " of " + named(id) + " are both open");
+      refuse(named(open) + " and " + named(code) + " of " + named_clause(id) + " are both open");
     }
     open = code;
   }
   if (open == no_code) return false;
   assignment->set_true(open);
   return true;
+}
+
+// ==== gate ====
+
+void Checker::add_gate(ClauseId id, int variable, const std::vector<Literal>& literals) {
+  require_new_clause(id);
+  const Vocabulary::Proposition& gate = vocabulary_.gate(variable);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
+  is_true_.resize(2 * vocabulary_.num_propositions(), 0);
+  Assignment assignment(&is_true_);
+  deny(codes, &assignment);
+  const std::string name = "gate " + std::to_string(variable);
+  const std::optional<bool> told = assignment.value(vocabulary_.code(variable));
+  if (!told) refuse("the clause does not hold " + name);
+  const std::optional<bool> defined = value(gate, codes, assignment);
+  if (!defined) refuse("with the literals false, what " + name + " stands for is open");
+  if (*defined == *told) refuse("with the literals false, " + name + " is what it stands for");
+  add_clause(id, std::move(codes));
+  ++num_gate_clauses_;
+}
+
+// What the gate stands for, when the literals that are denied are all that is known.
+// Cost: that of the literals, up to a logarithm, however many arguments there are.
+std::optional<bool> Checker::value(const Vocabulary::Proposition& gate, const std::vector<std::uint32_t>& denied,
+                                   const Assignment& assignment) const {
+  const Words args = vocabulary_.args(gate);
+  if (gate.kind == Kind::conjunction) {
+    const auto is_arg = [&args](std::uint32_t code) { return std::binary_search(args.begin(), args.end(), code); };
+    if (std::any_of(denied.begin(), denied.end(), is_arg)) return false;
+    if (args.size() > denied.size()) return std::nullopt;
+    const auto is_true = [&assignment](std::uint32_t code) { return assignment.is_true(code); };
+    return std::all_of(args.begin(), args.end(), is_true) ? std::optional<bool>(true) : std::nullopt;
+  }
+  std::optional<bool> a = assignment.value(args[0]), b = assignment.value(args[1]);
+  if (gate.kind == Kind::choice) {
+    const std::optional<bool> no = assignment.value(args[2]);
+    if (a) return *a ? b : no;
+    return b == no ? b : std::nullopt;
+  }
+  return a && b ? std::optional<bool>(*a == *b) : std::nullopt;
+}
+
+// ==== branch ====
+
+void Checker::add_branch(ClauseId id, int variable, const std::vector<Literal>& literals) {
+  require_new_clause(id);
+  const Vocabulary::Conditional& conditional = vocabulary_.conditional(variable);
+  std::vector<std::uint32_t> codes = vocabulary_.codes(literals);
+  if (codes.size() != 2) refuse("there must be two literals, not " + std::to_string(codes.size()));
+  const auto is_condition = [&conditional](std::uint32_t code) { return (code ^ conditional.condition) <= 1; };
+  const auto selector = std::find_if(codes.begin(), codes.end(), is_condition);
+  if (selector == codes.end()) {
+    refuse("neither literal is the condition of Real variable " + std::to_string(variable) + " or its negation");
+  }
+  const std::uint32_t other = selector == codes.begin() ? codes[1] : codes[0];
+  const bool is_yes = *selector != conditional.condition;
+  if (!is_implied(other, is_yes ? conditional.yes : conditional.no)) {
+    refuse(named(other) + " does not follow from the branch that is taken when " + named(*selector) + " is false");
+  }
+  add_clause(id, std::move(codes));
+  ++num_branches_;
+}
+
+// Whether the literal says something about the terms and the constant that their equality says, too.
+bool Checker::is_implied(std::uint32_t code, const Vocabulary::Equation& equation) const {
+  const Vocabulary::Proposition& p = vocabulary_.proposition(code);
+  if (p.kind != Kind::atom || sign(vocabulary_.ratio(p.equation, equation)) == 0) return false;
+  return is_negated(code) == (p.relation == Relation::less || p.relation == Relation::greater);
 }
 
 }  // namespace tarku::checker

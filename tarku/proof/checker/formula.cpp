@@ -85,8 +85,12 @@ Formula FormulaTable::exclusive_or(const std::vector<Formula>& args) {
   return result;
 }
 
-// A constant among the arguments says what all of them are.
-Formula FormulaTable::equivalence(const std::vector<Formula>& args) {
+// A constant among the arguments says what all of them are. In a chain it must show before the links are made.
+Formula FormulaTable::equivalence(const std::vector<Formula>& operands) {
+  std::vector<Formula> args = operands;
+  if (args.size() > 2) {
+    for (Formula& f : args) f = resolve(f);
+  }
   const auto constant = std::find_if(args.begin(), args.end(), [](Formula f) { return f.is_truth(); });
   std::vector<Formula> links;
   if (constant != args.end()) {
@@ -117,6 +121,7 @@ Formula FormulaTable::equivalent(Formula a, Formula b) {
 Formula FormulaTable::choice(Formula condition, Formula yes, Formula no) {
   if (condition.is_truth()) return condition.is_true() ? yes : no;
   if (yes == no) return yes;
+  if (yes == !no) return equivalent(condition, yes);
   if (yes.is_truth()) return yes.is_true() ? disjunction({condition, no}) : conjunction({!condition, no});
   if (no.is_truth()) return no.is_true() ? disjunction({!condition, yes}) : conjunction({condition, yes});
   if (condition.is_negated()) return choice(!condition, no, yes);
@@ -148,20 +153,9 @@ Formula FormulaTable::compare(Relation relation, RealTerm a, RealTerm b) {
   return node({comparison_node, static_cast<std::uint32_t>(relation), a.id(), b.id()});
 }
 
-Formula FormulaTable::resolve(Formula f) {
-  if (kind(f) != comparison_node) return f;
-  const auto known = resolved_.find(f.node());
-  if (known != resolved_.end()) return known->second.negated_if(f.is_negated());
-  const Words words = nodes_[f.node()];
-  const auto relation = static_cast<Relation>(words[1]);
-  const Formula result = atom(reals_.difference_form(RealTerm(words[2]), RealTerm(words[3])), relation);
-  resolved_.emplace(f.node(), result);
-  return result.negated_if(f.is_negated());
-}
-
 // Scales the form so that its first coefficient is 1, and says `>` and `>=` by negation.
 Formula FormulaTable::atom(LinearForm form, Relation relation) {
-  form.normalize();
+  form = reals_.multiply_out(std::move(form));
   if (form.addends.empty()) return Formula::truth(holds(relation, sign(form.constant)));
   const Number scale = 1 / form.addends[0].factor;
   if (sign(scale) < 0) relation = mirror(relation);

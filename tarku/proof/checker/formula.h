@@ -6,13 +6,15 @@
 //
 // An atom is a sum of leaves `<`, `<=` or `=` a number, scaled so that the first coefficient is 1. So
 // 2x <= 2, -x >= -1, x <= 1 and (not (> x 1)) are one and the same formula. Atoms without leaves are true or false.
-// A comparison of terms that have not been multiplied out stays what it is until someone asks what atom it is, so that
-// the table never holds more than a script's DAG and what was asked about.
+//
+// A comparison of terms that have not been multiplied out stays what it is, and so do the branches of an `ite` term, so
+// that the table never holds more than a script's DAG. Who wants to compare formulas resolves them: what is resolved is
+// over atoms, and their leaves are choices between sums over such leaves, under resolved conditions. Then spellings of
+// sums make no difference anywhere.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 #include "tarku/proof/checker/handles.h"
@@ -44,7 +46,7 @@ class FormulaTable {
   // ---- over Real terms ----
   Formula comparison(Relation relation, const std::vector<RealTerm>& args);  // chained
   Formula distinct(const std::vector<RealTerm>& args);                       // pairwise
-  // `form relation 0`, over leaves of reals().
+  // `form relation 0`, over terms of reals().
   Formula atom(LinearForm form, Relation relation);
 
   // ---- looking into them ----
@@ -60,24 +62,44 @@ class FormulaTable {
   Kind kind(Formula f) const;
   bool is_conjunction(Formula f) const { return kind(f) == conjunction_node && !f.is_negated(); }
   bool is_disjunction(Formula f) const { return kind(f) == conjunction_node && f.is_negated(); }
-  // A symbol, an atom, or the negation of one.
-  bool is_literal(Formula f) const { return kind(f) == symbol_node || kind(f) == atom_node; }
-  // The formula, or the atom or constant that it comes to when it is a comparison or the negation of one.
-  Formula resolve(Formula f);
   // The number of arguments of a conjunction, an equivalence or a choice, and each of them.
   std::size_t num_args(Formula f) const;
   Formula arg(Formula f, std::size_t i) const;
   std::size_t size() const { return nodes_.size(); }
 
+  // ---- resolving ----
+  // Cost: once for each node below that of multiplying its sums out; nothing for what is resolved already.
+  Formula resolve(Formula f);
+  RealTerm resolve(RealTerm t);
+
  private:
+  struct Part {  // of what is being resolved: the node of a formula, or a choice
+    bool is_choice;
+    std::uint32_t id;
+  };
+
   Formula equivalent(Formula a, Formula b);
   Formula compare(Relation relation, RealTerm a, RealTerm b);
   Formula node(const std::vector<std::uint32_t>& words);
 
+  void resolve_part(Part root);
+  bool is_resolved(Part part) const;
+  void push_unresolved(Part part, std::vector<Part>* open) const;
+  void push_unresolved_leaves(const LinearForm& form, std::vector<Part>* open) const;
+  void push_unresolved_parts(Part whole, std::vector<Part>* open) const;
+  Formula resolved(Formula f) const { return resolved_[f.node()].negated_if(f.is_negated()); }
+  LinearForm resolved(LinearForm form) const;
+  Formula with_resolved_parts(Formula f);
+  RealTerm with_resolved_parts(RealTerm choice);
+  LinearForm form_of(Formula f) const;
+  void set_resolved(Formula f, Formula result);
+  void set_resolved(RealTerm choice, RealTerm result);
+
   RealTable reals_;
   SequenceTable nodes_;  // kind and: serial number | relation, constant, form | relation and two terms | arguments
   SequenceTable forms_;  // leaf and coefficient in turn
-  std::unordered_map<std::uint32_t, Formula> resolved_;  // by node of a comparison
+  std::vector<Formula> resolved_;           // by node; none of the table before it is known
+  std::vector<RealTerm> resolved_choices_;  // by id; invalid before it is known
   std::uint32_t num_symbols_ = 0;
 };
 

@@ -53,6 +53,11 @@ std::optional<Relation> to_relation(std::string_view word) {
   return {};
 }
 
+bool is_number(std::string_view word) {
+  Number value;
+  return parse_fraction(word, &value);
+}
+
 Number to_number(std::string_view word) {
   Number value;
   if (!parse_fraction(word, &value)) throw Refused(quoted(word) + " is no number");
@@ -77,7 +82,8 @@ bool Reader::next(Certified* result) {
       check_step(&checker);
     }
     has_certificate_ = true;
-    *result = {checker.check(), checker.num_inputs(), checker.num_combinations(), checker.num_splits(),
+    *result = {checker.check(),        checker.num_inputs(),       checker.num_gate_clauses(),
+               checker.num_branches(), checker.num_combinations(), checker.num_splits(),
                checker.num_derived()};
     return true;
   } catch (const Refused& refused) {
@@ -163,9 +169,10 @@ Literal Reader::to_literal(std::string_view word) const {
   return is_negated ? -static_cast<Literal>(*value) : static_cast<Literal>(*value);
 }
 
-Monomial Reader::to_monomial(std::string_view word) const {
+// otherwise: what else the word might have been, for the message.
+Monomial Reader::to_monomial(std::string_view word, const char* otherwise) const {
   const std::size_t times = word.find('*');
-  if (times == std::string_view::npos) throw Refused(quoted(word) + " is neither a term nor a relation");
+  if (times == std::string_view::npos) throw Refused(quoted(word) + " is neither a term nor " + otherwise);
   return {to_number(word.substr(0, times)), to_variable(word.substr(times + 1))};
 }
 
@@ -207,7 +214,7 @@ void Reader::read_literals() {
 
 void Reader::read_ids() {
   ids_.clear();
-  while (has_word()) ids_.push_back(read_count("the id of a clause"));
+  while (has_word()) ids_.push_back(read_id());
 }
 
 // ==== steps ====
@@ -220,59 +227,155 @@ void Reader::check_header() {
 }
 
 void Reader::check_step(Checker* checker) {
+  struct Known {
+    std::string_view name;
+    void (Reader::*read)(Checker*);
+  };
+  constexpr Known steps[] = {
+      {"rup", &Reader::read_rup},       {"farkas", &Reader::read_farkas}, {"gate", &Reader::read_gate},
+      {"input", &Reader::read_input},   {"branch", &Reader::read_branch}, {"split", &Reader::read_split},
+      {"delete", &Reader::read_delete}, {"atom", &Reader::read_atom},     {"and", &Reader::read_and},
+      {"iff", &Reader::read_iff},       {"ite", &Reader::read_ite},       {"real-ite", &Reader::read_real_ite},
+      {"real", &Reader::read_real},     {"bool", &Reader::read_bool},     {"check", &Reader::read_check},
+      {"qed", &Reader::read_qed},
+  };
   const std::string_view step = next_word("");
-  if (step == "check") {
-    const std::uint64_t check = read_count("the number of a check");
-    end_step();
-    checker->begin(check);
-  } else if (step == "real" || step == "bool") {
-    const bool is_real = step == "real";
-    const int variable = read_variable();
-    const std::string symbol = read_symbol();
-    end_step();
-    is_real ? checker->declare_real(variable, symbol) : checker->declare_bool(variable, symbol);
-  } else if (step == "atom") {
-    check_atom(checker);
-  } else if (step == "delete") {
-    read_ids();
-    checker->remove(ids_);
-  } else if (step == "qed") {
-    const ClauseId id = read_count("the id of a clause");
-    end_step();
-    checker->finish(id);
-  } else {
-    check_clause(checker, step);
+  for (const Known& known : steps) {
+    if (known.name == step) return (this->*known.read)(checker);
   }
+  throw Refused("there is no such step");
 }
 
-void Reader::check_atom(Checker* checker) {
+void Reader::read_check(Checker* checker) {
+  const std::uint64_t check = read_count("the number of a check");
+  end_step();
+  checker->begin(check);
+}
+
+void Reader::read_qed(Checker* checker) {
+  const ClauseId id = read_id();
+  end_step();
+  checker->finish(id);
+}
+
+// ---- declarations ----
+
+void Reader::read_real(Checker* checker) {
+  const int variable = read_variable();
+  const std::string symbol = read_symbol();
+  end_step();
+  checker->declare_real(variable, symbol);
+}
+
+void Reader::read_bool(Checker* checker) {
+  const int variable = read_variable();
+  const std::string symbol = read_symbol();
+  end_step();
+  checker->declare_bool(variable, symbol);
+}
+
+void Reader::read_atom(Checker* checker) {
   const int variable = read_variable();
   std::vector<Monomial> terms;
   std::string_view word = next_word("a relation");
-  for (; !to_relation(word); word = next_word("a relation")) terms.push_back(to_monomial(word));
+  for (; !to_relation(word); word = next_word("a relation")) terms.push_back(to_monomial(word, "a relation"));
   const Relation relation = *to_relation(word);
   const Number constant = to_number(next_word("a number"));
   end_step();
   checker->define_atom(variable, terms, relation, constant);
 }
 
-void Reader::check_clause(Checker* checker, std::string_view step) {
-  const bool is_input = step == "input", is_farkas = step == "farkas", is_rup = step == "rup";
-  if (!is_input && !is_farkas && !is_rup && step != "split") throw Refused("there is no such step");
-  const ClauseId id = read_count("the id of a clause");
-  const Source source = is_input ? read_count("the number of an assertion") : 0;
+void Reader::read_and(Checker* checker) {
+  const int variable = read_variable();
   read_literals();
-  if (is_farkas) {
-    std::vector<Number> multipliers;
-    while (has_word()) multipliers.push_back(to_number(next_word("")));
-    return checker->add_farkas(id, literals_, multipliers);
-  }
-  if (is_rup) {
-    read_ids();
-    return checker->add_rup(id, literals_, ids_);
-  }
   end_step();
-  is_input ? checker->add_input(id, source, literals_) : checker->add_split(id, literals_);
+  checker->define_conjunction(variable, literals_);
+}
+
+void Reader::read_iff(Checker* checker) {
+  const int variable = read_variable();
+  const Literal a = read_literal(), b = read_literal();
+  end_step();
+  checker->define_equivalence(variable, a, b);
+}
+
+void Reader::read_ite(Checker* checker) {
+  const int variable = read_variable();
+  const Literal condition = read_literal(), yes = read_literal(), no = read_literal();
+  end_step();
+  checker->define_choice(variable, condition, yes, no);
+}
+
+void Reader::read_real_ite(Checker* checker) {
+  const int variable = read_variable();
+  const Literal condition = read_literal();
+  const Sum yes = read_sum(), no = read_sum();
+  end_step();
+  checker->define_conditional(variable, condition, yes, no);
+}
+
+// A colon, terms and a constant.
+Sum Reader::read_sum() {
+  const std::string_view colon = next_word("':'");
+  if (colon != ":") throw Refused(quoted(colon) + " is not ':'");
+  Sum sum;
+  std::string_view word = next_word("a number");
+  for (; !is_number(word); word = next_word("a number")) sum.terms.push_back(to_monomial(word, "a number"));
+  sum.constant = to_number(word);
+  return sum;
+}
+
+// ---- clauses ----
+
+void Reader::read_input(Checker* checker) {
+  const ClauseId id = read_id();
+  const Source source = read_count("the number of an assertion");
+  read_literals();
+  end_step();
+  checker->add_input(id, source, literals_);
+}
+
+void Reader::read_gate(Checker* checker) {
+  const ClauseId id = read_id();
+  const int variable = read_variable();
+  read_literals();
+  end_step();
+  checker->add_gate(id, variable, literals_);
+}
+
+void Reader::read_branch(Checker* checker) {
+  const ClauseId id = read_id();
+  const int variable = read_variable();
+  read_literals();
+  end_step();
+  checker->add_branch(id, variable, literals_);
+}
+
+void Reader::read_farkas(Checker* checker) {
+  const ClauseId id = read_id();
+  read_literals();
+  std::vector<Number> multipliers;
+  while (has_word()) multipliers.push_back(to_number(next_word("")));
+  checker->add_farkas(id, literals_, multipliers);
+}
+
+void Reader::read_split(Checker* checker) {
+  const ClauseId id = read_id();
+  read_literals();
+  end_step();
+  checker->add_split(id, literals_);
+}
+
+void Reader::read_rup(Checker* checker) {
+  const ClauseId id = read_id();
+  read_literals();
+  read_ids();
+  checker->add_rup(id, literals_, ids_);
+}
+
+void Reader::read_delete(Checker* checker) {
+  read_ids();
+  checker->remove(ids_);
 }
 
 }  // namespace tarku::checker

@@ -19,6 +19,8 @@ namespace tarku::checker {
 struct Certified {
   std::uint64_t check = 0;
   std::size_t inputs = 0;
+  std::size_t gate_clauses = 0;
+  std::size_t branches = 0;
   std::size_t combinations = 0;
   std::size_t splits = 0;
   std::size_t derived = 0;
@@ -44,19 +46,39 @@ class Reader {
   std::string_view next_word(const char* what);
   void end_step();
   std::uint64_t read_count(const char* what);
+  ClauseId read_id() { return read_count("the id of a clause"); }
+  Literal read_literal() { return to_literal(next_word("a literal")); }
   int read_variable() { return to_variable(next_word("a variable")); }
   int to_variable(std::string_view word) const;
   Literal to_literal(std::string_view word) const;
-  Monomial to_monomial(std::string_view word) const;
+  Monomial to_monomial(std::string_view word, const char* otherwise) const;
   std::string read_symbol();
   std::string read_quoted_symbol();
   void read_literals();
   void read_ids();
 
+  Sum read_sum();
+
   void check_header();
   void check_step(Checker* checker);
-  void check_atom(Checker* checker);
-  void check_clause(Checker* checker, std::string_view step);
+
+  // The rest of a step of each kind.
+  void read_check(Checker* checker);
+  void read_real(Checker* checker);
+  void read_bool(Checker* checker);
+  void read_atom(Checker* checker);
+  void read_and(Checker* checker);
+  void read_iff(Checker* checker);
+  void read_ite(Checker* checker);
+  void read_real_ite(Checker* checker);
+  void read_input(Checker* checker);
+  void read_gate(Checker* checker);
+  void read_branch(Checker* checker);
+  void read_farkas(Checker* checker);
+  void read_split(Checker* checker);
+  void read_rup(Checker* checker);
+  void read_delete(Checker* checker);
+  void read_qed(Checker* checker);
 
   std::istream& in_;
   std::string name_;

@@ -43,6 +43,8 @@ RealTerm RealTable::symbol() {
 
 RealTerm RealTable::choice(Formula condition, RealTerm yes, RealTerm no) {
   if (condition.is_truth()) return condition.is_true() ? yes : no;
+  if (yes == no) return yes;
+  if (condition.is_negated()) return choice(!condition, no, yes);
   return RealTerm(nodes_.intern({leaf_choice, condition.code(), yes.id(), no.id()}));
 }
 
@@ -59,6 +61,20 @@ bool RealTable::is_multiplied_out(RealTerm t) const {
   return true;
 }
 
+bool RealTable::is_choice(RealTerm t) const {
+  return nodes_[t.id()][0] == leaf_choice;
+}
+
+Formula RealTable::condition(RealTerm t) const {
+  assert(is_choice(t));
+  return Formula::of_code(nodes_[t.id()][1]);
+}
+
+RealTerm RealTable::branch(RealTerm t, bool is_yes) const {
+  assert(is_choice(t));
+  return RealTerm(nodes_[t.id()][is_yes ? 2 : 3]);
+}
+
 bool RealTable::is_numeral(RealTerm t) const {
   return is_sum(t) && nodes_[t.id()].size() == 2;
 }
@@ -68,7 +84,7 @@ const Number& RealTable::value(RealTerm t) const {
   return numbers_[nodes_[t.id()][1]];
 }
 
-RealTerm RealTable::combination(LinearForm form) {
+RealTerm RealTable::combination(const LinearForm& form) {
   LinearForm flat;
   flat.constant = form.constant;
   for (const Addend& addend : form.addends) {
@@ -104,14 +120,14 @@ void RealTable::add(RealTerm t, const Number& factor, LinearForm* form) const {
 RealTerm RealTable::sum(const std::vector<RealTerm>& args) {
   LinearForm form;
   for (const RealTerm t : args) form.addends.push_back({t, 1});
-  return combination(std::move(form));
+  return combination(form);
 }
 
 RealTerm RealTable::difference(const std::vector<RealTerm>& args) {
   LinearForm form;
   for (const RealTerm t : args) form.addends.push_back({t, -1});
   if (args.size() > 1) form.addends[0].factor = 1;
-  return combination(std::move(form));
+  return combination(form);
 }
 
 RealTerm RealTable::product(const std::vector<RealTerm>& args) {
@@ -132,7 +148,7 @@ RealTerm RealTable::product(const std::vector<RealTerm>& args) {
   } else {
     form.constant = factor;
   }
-  return combination(std::move(form));
+  return combination(form);
 }
 
 RealTerm RealTable::quotient(const std::vector<RealTerm>& args) {
@@ -144,18 +160,16 @@ RealTerm RealTable::quotient(const std::vector<RealTerm>& args) {
   }
   LinearForm form;
   form.addends.push_back({args[0], Number(1 / divisor)});
-  return combination(std::move(form));
+  return combination(form);
 }
 
 // ---- multiplying out ----
 
 // Takes the terms by descending id from a heap. An addend has a smaller id than its sum, so when a term's turn comes
 // all that it is multiplied with has come together, and each is looked into once.
-LinearForm RealTable::difference_form(RealTerm a, RealTerm b) const {
+LinearForm RealTable::multiply_out(LinearForm open) const {
   LinearForm form;
-  LinearForm open;  // its addends are the heap
   std::vector<Addend>& heap = open.addends;
-  heap = {{a, 1}, {b, -1}};
   std::make_heap(heap.begin(), heap.end(), before);
   const auto take = [&heap] {
     std::pop_heap(heap.begin(), heap.end(), before);
@@ -181,6 +195,10 @@ LinearForm RealTable::difference_form(RealTerm a, RealTerm b) const {
   std::reverse(form.addends.begin(), form.addends.end());
   form.constant = open.constant;
   return form;
+}
+
+LinearForm RealTable::difference_form(RealTerm a, RealTerm b) const {
+  return multiply_out({{{a, 1}, {b, -1}}, 0});
 }
 
 }  // namespace tarku::checker

@@ -1,11 +1,12 @@
 // RealTable: the Real terms of a script as a DAG of sums over leaves.
 //
-// A leaf is a symbol, or an `ite` whose condition is open. Everything else is a sum: a constant and addends, each a
-// term with a factor. A numeral is a sum without addends. Equal nodes are kept once.
+// A leaf is a symbol, or a choice: an `ite` whose condition is open. Everything else is a sum: a constant and addends,
+// each a term with a factor. A numeral is a sum without addends. Equal nodes are kept once.
 //
 // A short sum that becomes an addend is replaced by its own addends at once. Thus terms with few leaves are always in
 // normal form, numerals fold by themselves, and chains of small steps do not grow deep. Longer sums stay addends of
-// their own, so that a table never holds more than its terms' DAG; `form` multiplies such a DAG out when asked to.
+// their own, so that a table never holds more than its terms' DAG; `multiply_out` does what its name says when asked
+// to.
 #pragma once
 
 #include <cstddef>
@@ -42,15 +43,21 @@ class RealTable {
   RealTerm product(const std::vector<RealTerm>& args);
   // Throws Refused when a divisor is zero or no numeral.
   RealTerm quotient(const std::vector<RealTerm>& args);
+  // `ite`; equal branches and constant conditions leave no choice. The condition of a choice has no negation.
   RealTerm choice(Formula condition, RealTerm yes, RealTerm no);
-  RealTerm combination(LinearForm form);
+  RealTerm combination(const LinearForm& form);
 
-  // The normal form of a - b over leaves.
-  // Cost: linear in the DAG below the two terms, up to a logarithm.
+  // The same in normal form over leaves.
+  // Cost: linear in the DAG below the terms, up to a logarithm.
+  LinearForm multiply_out(LinearForm form) const;
+  // Of a - b.
   LinearForm difference_form(RealTerm a, RealTerm b) const;
 
   // A leaf, or a sum of nothing but leaves: its form costs no more than the term itself.
   bool is_multiplied_out(RealTerm t) const;
+  bool is_choice(RealTerm t) const;
+  Formula condition(RealTerm t) const;             // needs: a choice
+  RealTerm branch(RealTerm t, bool is_yes) const;  // likewise
   bool is_numeral(RealTerm t) const;
   const Number& value(RealTerm t) const;  // needs: a numeral
   std::size_t size() const { return nodes_.size(); }

@@ -1,7 +1,8 @@
 // SaidClauses: which clauses a formula says.
 //
-// A formula says its conjuncts: those of a conjunction are the conjuncts of its arguments, and any other formula is its
-// own. A conjunct is a clause when it is a literal or a disjunction of such, nested in any way.
+// A formula says its conjuncts: itself, and those of its arguments when it is a conjunction. Each is a clause: the set
+// of its disjuncts, which are those of its arguments when it is a disjunction, and itself otherwise. All formulas are
+// resolved before they are compared.
 #pragma once
 
 #include <cstddef>
@@ -19,23 +20,20 @@ class SaidClauses {
  public:
   explicit SaidClauses(FormulaTable* formulas) : formulas_(*formulas) {}
 
-  // Why the clause is none of the conjuncts of `formula`, up to order, repetition and constants among its literals;
-  // empty when it is one. A formula that is false says every clause.
-  // Needs: literals and constants. Cost: that of the clause, and once for each formula that of its clauses.
-  std::string why_not(Formula formula, std::vector<Formula> clause);
+  // Why the clause, given by its literals' meanings, is none of those that `formula` says, up to order, repetition and
+  // constants; empty when it is one. A formula that is false says every clause, and a clause with a literal that is
+  // true is said by every formula. Cost: that of the clause, and once for each formula that of its clauses.
+  std::string why_not(Formula formula, const std::vector<Formula>& clause);
 
  private:
-  enum class Shape : std::uint8_t { clause, constantly_true, other };
-
   struct Conjuncts {
-    std::vector<std::pair<std::uint64_t, Formula>> clauses;  // with the hash of the literals; ordered
-    std::size_t num_others = 0;                              // conjuncts that are no clauses
+    std::vector<std::pair<std::uint64_t, Formula>> clauses;  // with the hash of the disjuncts; ordered
     bool is_false = false;                                   // one of them is
   };
 
   const Conjuncts& conjuncts_of(Formula formula);
   void collect(Formula formula, Conjuncts* conjuncts);
-  Shape take_apart(Formula conjunct, std::vector<Formula>* literals);
+  bool take_apart(std::vector<Formula> open, std::vector<Formula>* disjuncts);
 
   FormulaTable& formulas_;
   std::unordered_map<std::uint32_t, Conjuncts> known_;  // by code, of conjunctions

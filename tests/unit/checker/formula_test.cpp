@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <random>
+
 #include "tarku/proof/checker/refused.h"
 
 namespace tarku::checker {
@@ -73,6 +77,9 @@ TEST_F(CheckerFormula, RealChoices) {
   EXPECT_EQ(reals.choice(no, x, y), y);
   EXPECT_EQ(reals.choice(p, x, y), open);
   EXPECT_NE(reals.choice(p, y, x), open);
+  EXPECT_EQ(reals.choice(!p, y, x), open);
+  EXPECT_EQ(reals.choice(p, x, x), x);
+  EXPECT_EQ(table.resolve(open), open);
   EXPECT_EQ(form(reals.sum({open, x})), "1x 1? 0");
 }
 
@@ -146,7 +153,7 @@ TEST_F(CheckerFormula, LongComparisonsResolveToTheSameAtoms) {
   const RealTerm nested = reals.sum({flat, x, reals.difference({x})});
   const RealTerm twice = reals.sum({flat, flat});
   const Formula wanted = less(flat, number(3));
-  EXPECT_TRUE(table.is_literal(wanted));
+  EXPECT_EQ(table.kind(wanted), FormulaTable::atom_node);
   EXPECT_EQ(table.resolve(wanted), wanted);
   EXPECT_EQ(table.resolve(less(nested, number(3))), wanted);
   EXPECT_EQ(table.resolve(less(twice, number(6))), wanted);
@@ -211,6 +218,206 @@ TEST_F(CheckerFormula, Choices) {
   EXPECT_EQ(table.choice(!r, p, q), table.choice(r, q, p));
   EXPECT_EQ(table.choice(r, !p, !q), !table.choice(r, p, q));
   EXPECT_NE(table.choice(r, p, q), table.choice(r, q, p));
+  EXPECT_EQ(table.choice(r, p, !p), table.equivalence({r, p}));
+  EXPECT_EQ(table.choice(r, !p, p), table.exclusive_or({r, p}));
+}
+
+// ---- resolving ----
+
+// Twenty symbols, and their sum in several spellings.
+class LongSums : public CheckerFormula {
+ protected:
+  LongSums() {
+    for (int i = 0; i < 20; ++i) symbols.push_back(reals.symbol());
+    flat = reals.sum(symbols);
+    nested = reals.sum({flat, x, reals.difference({x})});
+    halves = reals.sum(
+        {reals.sum({symbols.begin(), symbols.begin() + 10}), reals.sum({symbols.begin() + 10, symbols.end()})});
+    doubled = reals.quotient({reals.sum({flat, flat}), number(2)});
+  }
+  std::vector<RealTerm> symbols;
+  RealTerm flat, nested, halves, doubled;
+};
+
+TEST_F(LongSums, ChoicesBetweenEqualSumsAreOneTerm) {
+  const RealTerm wanted = table.resolve(reals.choice(p, flat, x));
+  for (const RealTerm sum : {nested, halves, doubled}) {
+    EXPECT_EQ(table.resolve(sum), flat);
+    EXPECT_EQ(table.resolve(reals.choice(p, sum, x)), wanted);
+    EXPECT_EQ(table.resolve(reals.choice(!p, x, sum)), wanted);
+    EXPECT_NE(table.resolve(reals.choice(p, x, sum)), wanted);
+    EXPECT_NE(table.resolve(reals.choice(p, reals.sum({sum, number(1)}), x)), wanted);
+    EXPECT_EQ(table.resolve(less(reals.choice(p, sum, x), number(3))), table.resolve(less(wanted, number(3))));
+    EXPECT_EQ(table.resolve(less(reals.choice(p, sum, x), wanted)), no);
+    EXPECT_EQ(table.resolve(at_most(reals.sum({reals.choice(p, sum, x), y}), reals.sum({wanted, y}))), yes);
+  }
+}
+
+TEST_F(LongSums, ConditionsAreResolvedToo) {
+  const auto term = [this](RealTerm sum) {
+    const Formula condition = table.conjunction({p, table.disjunction({q, less(sum, number(1))})});
+    return reals.choice(condition, x, reals.choice(less(sum, y), sum, z));
+  };
+  const RealTerm wanted = table.resolve(term(flat));
+  EXPECT_EQ(table.resolve(wanted), wanted);
+  for (const RealTerm sum : {nested, halves, doubled}) EXPECT_EQ(table.resolve(term(sum)), wanted);
+  EXPECT_NE(table.resolve(term(reals.sum({flat, x}))), wanted);
+}
+
+// What turns out to be constant or equal folds away, however late.
+TEST_F(LongSums, WhatFoldsWhenResolved) {
+  const Formula always = less(nested, reals.sum({halves, number(1)}));
+  const Formula never = less(reals.sum({halves, number(1)}), nested);
+  EXPECT_FALSE(always.is_truth());
+  EXPECT_EQ(table.resolve(always), yes);
+  EXPECT_EQ(table.resolve(table.conjunction({p, always, q})), table.conjunction({p, q}));
+  EXPECT_EQ(table.resolve(table.disjunction({p, never})), p);
+  EXPECT_EQ(table.resolve(table.conjunction({p, never})), no);
+  EXPECT_EQ(table.resolve(table.choice(always, p, q)), p);
+  EXPECT_EQ(table.resolve(table.choice(p, never, q)), table.conjunction({!p, q}));
+  EXPECT_EQ(table.resolve(table.equivalence({p, always})), p);
+  EXPECT_EQ(table.resolve(table.equivalence({p, q, never})), table.conjunction({!p, !q}));
+  EXPECT_EQ(table.resolve(table.exclusive_or({p, always, never})), !p);
+  EXPECT_EQ(table.resolve(reals.choice(always, x, y)), x);
+  EXPECT_EQ(table.resolve(reals.choice(never, x, reals.sum({y, z}))), reals.sum({y, z}));
+  EXPECT_EQ(table.resolve(reals.choice(p, nested, halves)), flat);
+  EXPECT_EQ(table.resolve(equal(reals.choice(never, x, nested), halves)), yes);
+  EXPECT_EQ(table.resolve(less(reals.sum({reals.choice(always, nested, x), reals.difference({flat})}), y)),
+            less(number(0), y));
+  EXPECT_EQ(table.resolve(table.conjunction({less(nested, x), less(halves, x)})), table.resolve(less(flat, x)));
+}
+
+// Each condition is over the choice before: no calls may nest, and nothing may be done twice.
+TEST_F(CheckerFormula, DeepChoicesAreResolvedInOrder) {
+  constexpr int depth = 50000;
+  const auto chain = [this](bool is_turned) {
+    RealTerm term = x;
+    for (int i = 0; i < depth; ++i) {
+      const RealTerm more = is_turned ? reals.difference({term, number(-1)}) : reals.sum({number(1), term});
+      const Formula condition = at_most(more, y);
+      term = is_turned ? reals.choice(!condition, times(2, z), more) : reals.choice(condition, more, reals.sum({z, z}));
+    }
+    return less(term, z);
+  };
+  const Formula one = chain(false);
+  EXPECT_EQ(chain(true), one);
+  EXPECT_EQ(table.resolve(one), one);
+  // once more over a leaf that comes to x only when it is resolved
+  std::vector<RealTerm> symbols;
+  for (int i = 0; i < 20; ++i) symbols.push_back(reals.symbol());
+  const RealTerm sum = reals.sum(symbols), same = reals.sum({sum, y, reals.difference({y})});
+  x = reals.choice(less(sum, reals.sum({same, number(1)})), x, y);
+  const Formula other = chain(true);
+  EXPECT_NE(other, one);
+  EXPECT_EQ(table.resolve(other), one);
+}
+
+// All sums together would be quadratic; only those that are asked about are multiplied out.
+TEST_F(CheckerFormula, BranchesStayWhatTheyAreUntilTheyAreResolved) {
+  constexpr std::size_t steps = 20000;
+  RealTerm sum = x;
+  std::vector<RealTerm> choices;
+  for (std::size_t i = 0; i < steps; ++i) {
+    sum = reals.sum({sum, reals.symbol()});
+    choices.push_back(reals.choice(p, sum, y));
+    less(choices.back(), number(3));
+  }
+  EXPECT_LE(reals.size(), 4 * steps + 10);
+  EXPECT_TRUE(reals.is_choice(table.resolve(choices[100])));
+  EXPECT_EQ(table.resolve(reals.sum({choices[100], reals.difference({choices[100]})})), number(0));
+  EXPECT_LE(reals.size(), 4 * steps + 20);
+}
+
+// Formulas of one structure in two spellings.
+class Respelled {
+ public:
+  Respelled(FormulaTable* table, const std::vector<RealTerm>& leaves, const std::vector<Formula>& symbols,
+            unsigned structure, unsigned spelling)
+      : table_(*table), leaves_(leaves), symbols_(symbols), structure_(structure), spelling_(spelling) {}
+
+  Formula formula(int depth) {
+    if (depth == 0) return symbols_[pick(symbols_.size())];
+    switch (pick(5)) {
+      case 0: {
+        const Formula a = formula(depth - 1), b = formula(depth - 1), c = formula(depth - 1);
+        return toss() ? table_.conjunction({a, b, c}) : !table_.disjunction({!c, !a, !b});
+      }
+      case 1: {
+        const Formula a = formula(depth - 1), b = formula(depth - 1);
+        return toss() ? table_.equivalence({a, b}) : !table_.exclusive_or({b, a});
+      }
+      case 2: {
+        const Formula a = formula(depth - 1), b = formula(depth - 1), c = formula(depth - 1);
+        return toss() ? table_.choice(a, b, c) : table_.choice(!a, c, b);
+      }
+      default:
+        return atom(depth - 1);
+    }
+  }
+
+ private:
+  std::size_t pick(std::size_t bound) { return structure_() % bound; }
+  bool toss() { return spelling_() % 2 == 0; }
+
+  Formula atom(int depth) {
+    const RealTerm a = term(depth), b = term(depth);
+    const bool is_equal = pick(3) == 0;
+    const Relation relation = is_equal ? Relation::equal : Relation::less;
+    if (toss()) return table_.comparison(relation, {a, b});
+    const RealTerm c = table_.reals().difference({b, a});
+    const RealTerm zero = table_.reals().numeral(0);
+    return is_equal ? table_.comparison(relation, {c, zero}) : !table_.comparison(Relation::less_equal, {c, zero});
+  }
+
+  RealTerm term(int depth) {
+    RealTable& reals = table_.reals();
+    if (depth == 0) return leaves_[pick(leaves_.size())];
+    if (pick(2) == 0) {
+      const Formula condition = formula(depth - 1);
+      const RealTerm yes = term(depth - 1), no = term(depth - 1);
+      return toss() ? reals.choice(condition, yes, no) : reals.choice(!condition, no, yes);
+    }
+    std::vector<RealTerm> parts;
+    for (std::size_t i = 0, count = pick(2) == 0 ? 24 : 2; i < count; ++i) parts.push_back(term(i < 2 ? depth - 1 : 0));
+    return sum(parts);
+  }
+
+  // The sum in any order and any grouping, or twice and halved.
+  RealTerm sum(std::vector<RealTerm> parts) {
+    RealTable& reals = table_.reals();
+    std::shuffle(parts.begin(), parts.end(), spelling_);
+    const auto middle = parts.begin() + static_cast<std::ptrdiff_t>(spelling_() % parts.size());
+    if (toss() || middle == parts.begin()) return reals.sum(parts);
+    const RealTerm left = reals.sum({parts.begin(), middle}), right = reals.sum({middle, parts.end()});
+    if (toss()) return reals.difference({left, reals.difference({right})});
+    return reals.quotient({reals.sum({left, right, right, left}), reals.numeral(2)});
+  }
+
+  FormulaTable& table_;
+  const std::vector<RealTerm>& leaves_;
+  const std::vector<Formula>& symbols_;
+  std::mt19937 structure_, spelling_;
+};
+
+TEST_F(CheckerFormula, SpellingsMakeNoDifferenceAnywhere) {
+  std::vector<RealTerm> leaves{x, y, z, number(1)};
+  for (int i = 0; i < 18; ++i) leaves.push_back(reals.symbol());
+  const std::vector<Formula> symbols{p, q, r};
+  std::size_t num_different = 0;
+  Formula before;
+  for (unsigned round = 0; round < 400; ++round) {
+    const int depth = 3 + static_cast<int>(round % 4);
+    const Formula a = Respelled(&table, leaves, symbols, round, 2 * round).formula(depth);
+    const Formula b = Respelled(&table, leaves, symbols, round, 2 * round + 1).formula(depth);
+    ASSERT_EQ(table.resolve(a), table.resolve(b)) << "round " << round;
+    EXPECT_EQ(table.resolve(table.resolve(a)), table.resolve(a));
+    num_different += a != b ? 1 : 0;
+    if (depth > 4 && !table.resolve(a).is_truth()) {
+      EXPECT_NE(table.resolve(a), before) << "round " << round;
+    }
+    before = table.resolve(a);
+  }
+  EXPECT_GT(num_different, 100u);
 }
 
 }  // namespace

@@ -129,6 +129,21 @@ TEST(CertificateText, WordsAreMissing) {
   EXPECT_EQ(refused_step("input 1 0"), "input 1: the final 0 of the literals is missing");
   EXPECT_EQ(refused_step("farkas 1 1"), "farkas 1: the final 0 of the literals is missing");
   EXPECT_EQ(refused_step("qed"), "qed: the id of a clause is missing");
+  EXPECT_EQ(refused_step("and"), "and: a variable is missing");
+  EXPECT_EQ(refused_step("and 1"), "and 1: the final 0 of the literals is missing");
+  EXPECT_EQ(refused_step("iff 1 2"), "iff 1: a literal is missing");
+  EXPECT_EQ(refused_step("ite 1 2 3"), "ite 1: a literal is missing");
+  EXPECT_EQ(refused_step("real-ite 1"), "real-ite 1: a literal is missing");
+  EXPECT_EQ(refused_step("real-ite 1 2"), "real-ite 1: ':' is missing");
+  EXPECT_EQ(refused_step("real-ite 1 2 :"), "real-ite 1: a number is missing");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 1*1"), "real-ite 1: a number is missing");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 1*1 0"), "real-ite 1: ':' is missing");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 0 :"), "real-ite 1: a number is missing");
+  EXPECT_EQ(refused_step("gate 1"), "gate 1: a variable is missing");
+  EXPECT_EQ(refused_step("gate 1 2"), "gate 1: the final 0 of the literals is missing");
+  EXPECT_EQ(refused_step("branch"), "branch: the id of a clause is missing");
+  EXPECT_EQ(refused_step("branch 1"), "branch 1: a variable is missing");
+  EXPECT_EQ(refused_step("branch 1 2"), "branch 1: the final 0 of the literals is missing");
 }
 
 TEST(CertificateText, WordsAreTooMany) {
@@ -139,6 +154,13 @@ TEST(CertificateText, WordsAreTooMany) {
   EXPECT_EQ(refused_step("input 1 0 0 ;comment"), "input 1: ';comment' is not expected here");
   EXPECT_EQ(refused_step("split 1 0 0"), "split 1: '0' is not expected here");
   EXPECT_EQ(refused_step("input 1 0 0\nqed 1 1"), "qed 1: '1' is not expected here");
+  EXPECT_EQ(refused_step("and 1 0 0"), "and 1: '0' is not expected here");
+  EXPECT_EQ(refused_step("bool 1 p\niff 2 1 1 0"), "iff 2: '0' is not expected here");
+  EXPECT_EQ(refused_step("bool 1 p\nite 2 1 1 1 1"), "ite 2: '1' is not expected here");
+  EXPECT_EQ(refused_step("bool 1 p\nreal-ite 2 1 : 0 : 0 :"), "real-ite 2: ':' is not expected here");
+  EXPECT_EQ(refused_step("bool 1 p\nreal-ite 2 1 : 0 : 0 1*1 0"), "real-ite 2: '1*1' is not expected here");
+  EXPECT_EQ(refused_step("and 1 0\ngate 1 1 1 0 0"), "gate 1: '0' is not expected here");
+  EXPECT_EQ(refused_step("branch 1 1 0 1"), "branch 1: '1' is not expected here");
 }
 
 TEST(CertificateText, WordsAreMalformed) {
@@ -166,6 +188,15 @@ TEST(CertificateText, WordsAreMalformed) {
   EXPECT_EQ(refused_step("real 1 x\natom 1 *1 < 0"), "atom 1: '' is no number");
   EXPECT_EQ(refused_step("real 1 x\natom 1 1*-1 < 0"), "atom 1: '-1' is not a variable");
   EXPECT_EQ(refused_step("real 1 x\natom 1 1*1*1 < 0"), "atom 1: '1*1' is not a variable");
+  EXPECT_EQ(refused_step("iff 1 x 2"), "iff 1: 'x' is not a literal");
+  EXPECT_EQ(refused_step("ite 1 2 0 3"), "ite 1: '0' is not a literal");
+  EXPECT_EQ(refused_step("gate 1 -2 0"), "gate 1: '-2' is not a variable");
+  EXPECT_EQ(refused_step("branch 1 0 0"), "branch 1: '0' is not a variable");
+  EXPECT_EQ(refused_step("real-ite 1 2 0 : 0"), "real-ite 1: '0' is not ':'");
+  EXPECT_EQ(refused_step("real-ite 1 2 :0 : 0"), "real-ite 1: ':0' is not ':'");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 1/0 : 0"), "real-ite 1: '1/0' is neither a term nor a number");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 1* 0 : 0"), "real-ite 1: '' is not a variable");
+  EXPECT_EQ(refused_step("real-ite 1 2 : 0 0 : 0"), "real-ite 1: '0' is not ':'");
   EXPECT_EQ(refused_step("Real 1 x"), "Real 1: there is no such step");
   EXPECT_EQ(refused_step("lemma 1 0"), "lemma 1: there is no such step");
 }

@@ -1,0 +1,7 @@
+(set-logic QF_LRA)
+(declare-const x Real)
+(declare-const p Bool)
+(assert (or (and p (< x 1)) (= x 3)))
+(assert (> (ite p x 2) (ite p 1 x)))
+(assert (distinct x 3))
+(check-sat)

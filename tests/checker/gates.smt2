@@ -1,0 +1,12 @@
+; Formulas within clauses: a conjunction, an equivalence and a choice.
+(set-logic QF_LRA)
+(declare-const x Real)
+(declare-const p Bool)
+(declare-const q Bool)
+(assert (or (and p (< x 1)) (xor p q)))
+(assert (ite q p (> x 3)))
+(assert (=> (and (not (>= x 1)) p) (not q)))
+(assert (and p q (< x 2)))
+(assert (or q (<= (* 2 x) 6)))
+(check-sat)
+(check-sat-assuming ((= p (not q)) (not (ite (not q) p q))))
