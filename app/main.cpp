@@ -9,6 +9,7 @@
 #include <iostream>
 #include <string>
 
+#include "app/packed_source.h"
 #include "tarku/smt/engine.h"
 #include "tarku/smtlib/interpreter.h"
 #include "tarku/smtlib/version.h"
@@ -17,7 +18,8 @@ namespace {
 
 enum ExitStatus : int { exit_fine = 0, exit_errors_in_input = 1, exit_usage_or_io = 2, exit_interrupted = 130 };
 
-constexpr const char* summary = "Decides SMT-LIB 2.6 scripts in QF_LRA and QF_RDL with exact arithmetic.";
+constexpr const char* summary =
+    "Decides SMT-LIB 2.6 scripts and SMT-LIB 1.2 benchmarks in QF_LRA and QF_RDL with exact arithmetic.";
 
 constexpr const char* footnote =
     "Exit status: 0 when all is fine, 1 when the script has errors (each is reported as it is met and the session\n"
@@ -32,13 +34,15 @@ struct Settings {
   double check_seconds = 0;
   bool check_answers = true;
   std::string proof_file;
+  std::string real_format = "smtlib";
 };
 
 void describe_options(CLI::App* app, Settings* settings) {
   constexpr double most_seconds = 1e9;
   app->footer(footnote);
   app->set_version_flag("--version", "tarku " + std::string(tarku::smtlib::version));
-  app->add_option("FILE", settings->file, "The script; standard input when there is none");
+  app->add_option("FILE", settings->file,
+                  "The script, possibly packed by gzip, bzip2 or xz; standard input when there is none");
   app->add_option("--verbose", settings->verbosity, "Trace level of the solver, 0 (the default) to 9")
       ->type_name("N")
       ->check(CLI::Range(0, 9));
@@ -51,6 +55,13 @@ void describe_options(CLI::App* app, Settings* settings) {
                 "Check the model or the certificate before each answer (the default), or trust the search");
   app->add_option("--proof", settings->proof_file, "Write the certificate of every unsat to this file")
       ->type_name("FILE");
+  app->add_option("--real-format", settings->real_format,
+                  "How to write Real values: smtlib (the default), fraction, or decimal:N with N digits behind the "
+                  "point and a '?' when something was cut off")
+      ->type_name("FORMAT")
+      ->check([](const std::string& text) {
+        return tarku::smtlib::parse_real_format(text) ? "" : "not smtlib, fraction or decimal:N (N from 1 to 9999)";
+      });
 }
 
 tarku::smtlib::Interrupt interrupt;
@@ -73,10 +84,12 @@ int run(const Settings& settings) {
   std::ofstream proofs = open_for_proofs(settings.proof_file);
   Interpreter interpreter(std::cout, std::cerr,
                           {settings.verbosity, settings.check_seconds, &interrupt, settings.check_answers,
-                           settings.proof_file.empty() ? nullptr : &proofs});
+                           settings.proof_file.empty() ? nullptr : &proofs,
+                           tarku::smtlib::parse_real_format(settings.real_format).value()});
   const bool is_file = !settings.file.empty();
+  const std::string name = is_file ? settings.file : "<stdin>";
   Source source = is_file ? Source::of_file(settings.file) : Source::of_descriptor(STDIN_FILENO);
-  const int status = interpreter.run(std::move(source), is_file ? settings.file : "<stdin>");
+  const int status = interpreter.run(tarku::unpacked(std::move(source), name), name);
   if (settings.statistics) interpreter.print_statistics(std::cerr);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   if (!proofs.flush()) throw std::runtime_error("cannot write '" + settings.proof_file + "'");

@@ -1,4 +1,4 @@
-// The character classes of SMT-LIB's lexical rules.
+// The character classes of SMT-LIB's lexical rules, those of benchmarks included (lexer.h).
 #pragma once
 
 #include <array>
@@ -14,7 +14,8 @@ enum CharacterClass : std::uint8_t {
   symbol_class = 4,       // may stand in a simple symbol or a keyword
   hexadecimal_class = 8,  // 0-9 a-f A-F
   binary_class = 16,      // 0 1
-  printable_class = 32    // may stand in a string or a quoted symbol, blanks apart
+  printable_class = 32,   // may stand in a string or a quoted symbol, blanks apart
+  name_class = 64         // may stand in a symbol of a benchmark
 };
 
 constexpr std::array<std::uint8_t, 256> make_character_classes() {
@@ -23,10 +24,11 @@ constexpr std::array<std::uint8_t, 256> make_character_classes() {
     for (const char c : characters) classes[static_cast<unsigned char>(c)] |= bits;
   };
   add("\t\n\r ", blank_class);
-  add("0123456789", digit_class | symbol_class | hexadecimal_class);
+  add("0123456789", digit_class | symbol_class | hexadecimal_class | name_class);
   add("01", binary_class);
   add("abcdefABCDEF", hexadecimal_class);
-  add("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ~!@$%^&*_-+=<>.?/", symbol_class);
+  add("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ~!@$%^&*_-+=<>.?/", symbol_class | name_class);
+  add("'", name_class);
   for (unsigned c = 0x20; c < 0x100; ++c) {
     if (c != 0x7f) classes[c] |= printable_class;
   }

@@ -1,41 +1,23 @@
-// The commands, one function each. All of a command is read before any of it takes effect.
+// The commands that tell the session something, one function each. All of a command is read before any of it takes
+// effect.
+#include <algorithm>
+#include <limits>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "tarku/proof/certificate.h"
 #include "tarku/smtlib/interpreter.h"
-#include "tarku/smtlib/lexer.h"
-#include "tarku/smtlib/literal.h"
 #include "tarku/smtlib/printer.h"
 #include "tarku/smtlib/session.h"
 #include "tarku/smtlib/theory.h"
+#include "tarku/smtlib/verdict.h"
 #include "tarku/smtlib/version.h"
 #include "tarku/smtlib/words.h"
 
 namespace tarku::smtlib {
 
 namespace {
-
-const char* to_str(smt::Answer answer) {
-  switch (answer) {
-    case smt::Answer::sat:
-      return "sat";
-    case smt::Answer::unsat:
-      return "unsat";
-    default:
-      return "unknown";
-  }
-}
-
-std::optional<smt::Answer> parse_answer(std::string_view text) {
-  for (const smt::Answer answer : {smt::Answer::sat, smt::Answer::unsat, smt::Answer::unknown}) {
-    if (text == to_str(answer)) return answer;
-  }
-  return {};
-}
 
 // A reason is a symbol where it can be one, and else a string.
 void print_reason(std::ostream& out, const std::string& reason) {
@@ -45,18 +27,6 @@ void print_reason(std::ostream& out, const std::string& reason) {
     print_symbol(out, reason);
   }
 }
-
-// Records the text of tokens for as long as it lives.
-class Recording {
- public:
-  Recording(Lexer& lexer, std::string* text) : lexer_(lexer) { lexer_.record(text); }
-  ~Recording() { lexer_.record(nullptr); }
-  Recording(const Recording&) = delete;
-  Recording& operator=(const Recording&) = delete;
-
- private:
-  Lexer& lexer_;
-};
 
 }  // namespace
 
@@ -93,7 +63,12 @@ void Interpreter::set_option() {
     report_unsupported("the option " + quoted(keyword) + " is");
     return;
   }
+  if (option->is_for_beginning && session_->has_begun) {
+    throw InputError(command_at_,
+                     "the option " + quoted(keyword) + " can only be set before anything is declared or asserted");
+  }
   read_option_value(*option);
+  apply_options();
   succeed();
 }
 
@@ -118,8 +93,13 @@ void Interpreter::read_option_value(const ScriptOption& option) {
     open_channel(value, option.text == &ScriptOptions::regular_output_channel, at);
     values.*option.text = value;
   }
-  session_->symbols.set_global_declarations(values.global_declarations);
-  session_->engine->set_verbosity(static_cast<int>(values.verbosity));
+}
+
+// Hands on what others than the commands have to know.
+void Interpreter::apply_options() {
+  constexpr std::uint64_t most = std::numeric_limits<int>::max();
+  session_->symbols.set_global_declarations(session_->options.global_declarations);
+  session_->engine->set_verbosity(static_cast<int>(std::min(session_->options.verbosity, most)));
 }
 
 void Interpreter::get_option() {
@@ -153,7 +133,7 @@ void Interpreter::get_info() {
   } else if (keyword == ":error-behavior") {
     answer() << "(:error-behavior continued-execution)\n";
   } else if (keyword == ":assertion-stack-levels") {
-    answer() << "(:assertion-stack-levels " << session_->engine->num_levels() << ")\n";
+    answer() << "(:assertion-stack-levels " << session_->assertions->num_levels() << ")\n";
   } else if (keyword == ":reason-unknown") {
     require_answer(smt::Answer::unknown, "get-info :reason-unknown");
     print_reason(answer() << "(:reason-unknown ", session_->engine->reason_unknown());
@@ -200,8 +180,7 @@ void Interpreter::declare_symbol(SymbolId id, Position at, const char* command) 
   end_command(command);
   if (session_->symbols.is_taken(id)) throw InputError(at, session_->symbols.why_taken(id));
   const smt::Term term = session_->terms.mk_symbol(session_->symbols.name(id), sort);
-  session_->symbols.declare(id, Binding::to_value(Value::closed(term)), term);
-  session_->term_parser.note_position(term, at);
+  session_->symbols.declare(id, Binding::to_value(Value::closed(term)), SymbolTable::Origin::declared);
   succeed();
 }
 
@@ -274,9 +253,7 @@ void Interpreter::assert_formula() {
   if (sort != smt::Sort::boolean) {
     throw InputError(at, "an assertion must be of sort Bool, but this is of sort " + std::string(to_str(sort)));
   }
-  const int index = session_->engine->assert_term(formula);
-  session_->assertion_names.resize(static_cast<std::size_t>(index) + 1);
-  session_->assertion_names.back() = session_->term_parser.outermost_name();
+  session_->assertions->add(formula, session_->term_parser.outermost_name());
   session_->change();
   succeed();
 }
@@ -286,7 +263,7 @@ void Interpreter::push() {
   const std::uint64_t count = read_levels("push");
   if (count > most) throw InputError(command_at_, "pushing " + counted(count, "level") + " at once is too much");
   for (std::uint64_t i = 0; i < count; ++i) {
-    session_->engine->push();
+    session_->assertions->push();
     session_->symbols.push();
   }
   session_->change();
@@ -295,13 +272,13 @@ void Interpreter::push() {
 
 void Interpreter::pop() {
   const std::uint64_t count = read_levels("pop");
-  const auto depth = static_cast<std::uint64_t>(session_->engine->num_levels());
+  const std::uint64_t depth = session_->assertions->num_levels();
   if (count > depth) {
     throw InputError(command_at_, "popping " + counted(count, "level") + ", but only " + std::to_string(depth) +
                                       (depth == 1 ? " is" : " are") + " pushed");
   }
   for (std::uint64_t i = 0; i < count; ++i) {
-    session_->engine->pop();
+    session_->assertions->pop();
     session_->symbols.pop();
   }
   session_->change();
@@ -325,146 +302,8 @@ void Interpreter::reset() {
 void Interpreter::reset_assertions() {
   end_command("reset-assertions");
   session_->reset_assertions();
-  session_->engine->set_verbosity(static_cast<int>(session_->options.verbosity));
+  apply_options();
   succeed();
-}
-
-// ==== checks and their results ====
-
-void Interpreter::check_sat() {
-  end_command("check-sat");
-  smt::Engine& engine = *session_->engine;
-  engine.set_termination_test(&limits_);
-  const CheckLimits::Check running(limits_);
-  engine.set_check_answers(options_.check_answers);
-  ++num_checks_;
-  const smt::Answer result = engine.check();
-  session_->last_answer = result;
-  if (result == smt::Answer::unsat && options_.proofs != nullptr) write_proof(*options_.proofs);
-  answer() << to_str(result) << '\n';
-  compare_with_status(result);
-}
-
-// A script tells the status of the check that follows.
-void Interpreter::compare_with_status(smt::Answer result) {
-  const auto expected = session_->expected_answer;
-  session_->expected_answer.reset();
-  if (!expected || *expected == result) return;
-  if (*expected == smt::Answer::unknown || result == smt::Answer::unknown) return;
-  remark(command_at_) << "warning: the answer is " << to_str(result) << ", but the script says :status "
-                      << to_str(*expected) << std::endl;
-}
-
-void Interpreter::require_answer(smt::Answer wanted, const char* command) const {
-  if (session_->last_answer == wanted) return;
-  const std::string found = session_->last_answer ? std::string("the last one was ") + to_str(*session_->last_answer)
-                                                  : std::string("nothing was checked since the assertions changed");
-  throw InputError(command_at_, quoted(command) + " needs the answer " + to_str(wanted) + ", but " + found);
-}
-
-void Interpreter::get_model() {
-  end_command("get-model");
-  require_model("get-model");
-  answer() << "(\n";
-  for (const SymbolTable::Declaration& declaration : session_->symbols.declarations()) {
-    if (!declaration.constant.is_valid()) continue;
-    print_symbol(answer() << "  (define-fun ", session_->symbols.name(declaration.id));
-    answer() << " () " << to_str(session_->terms.sort(declaration.constant)) << ' ';
-    print_value(declaration.constant);
-    answer() << ")\n";
-  }
-  answer() << ")\n";
-}
-
-void Interpreter::get_value() {
-  struct Item {
-    smt::Term term;
-    std::size_t begin, end;  // of its text
-  };
-  std::string text;
-  std::vector<Item> items;
-  reader().expect_left("the terms of 'get-value'");
-  {
-    const Recording recording(*lexer_, &text);
-    while (reader().next().kind != TokenKind::right) {
-      const std::size_t begin = items.empty() ? 0 : items.back().end + 1;  // behind a blank
-      const smt::Term term = session_->term_parser.parse();
-      items.push_back({term, begin, text.size()});
-    }
-  }
-  if (items.empty()) reader().fail_expected("a term");
-  end_command("get-value");
-  require_model("get-value");
-  const char* separator = "(";
-  for (const Item& item : items) {
-    answer() << separator << '(' << std::string_view(text).substr(item.begin, item.end - item.begin) << ' ';
-    print_value(item.term);
-    answer() << ')';
-    separator = "\n ";
-  }
-  answer() << ")\n";
-}
-
-void Interpreter::require_model(const char* command) const {
-  if (!session_->options.produce_models) {
-    throw InputError(command_at_, quoted(command) + " needs the option :produce-models");
-  }
-  require_answer(smt::Answer::sat, command);
-}
-
-void Interpreter::print_value(smt::Term term) {
-  if (session_->terms.sort(term) == smt::Sort::real) {
-    print_real(answer(), session_->engine->real_value(term));
-  } else {
-    print_bool(answer(), session_->engine->bool_value(term));
-  }
-}
-
-void Interpreter::get_unsat_core() {
-  end_command("get-unsat-core");
-  if (!session_->options.produce_unsat_cores) {
-    throw InputError(command_at_, "'get-unsat-core' needs the option :produce-unsat-cores");
-  }
-  require_answer(smt::Answer::unsat, "get-unsat-core");
-  const auto& names = session_->assertion_names;
-  const auto has_name = [&names](int index) { return names[static_cast<std::size_t>(index)].has_value(); };
-  const char* separator = "";
-  answer() << '(';
-  for (const int index : unsat_core(has_name)) {
-    if (!has_name(index)) continue;
-    print_symbol(answer() << separator, session_->symbols.name(*names[static_cast<std::size_t>(index)]));
-    separator = " ";
-  }
-  answer() << ")\n";
-}
-
-// A minimal core takes checks of its own, within the limits of one.
-std::vector<int> Interpreter::unsat_core(const std::function<bool(int)>& has_name) {
-  smt::Engine& engine = *session_->engine;
-  if (!session_->options.minimal_unsat_cores) return engine.unsat_core();
-  const CheckLimits::Check running(limits_);
-  try {
-    return engine.minimal_core(has_name);
-  } catch (const smt::Interrupted& interruption) {
-    remark(command_at_) << "warning: " << interruption.what() << "; the core is not minimal" << std::endl;
-    return engine.unsat_core();
-  }
-}
-
-// The certificate as one string, which keeps the answer an expression.
-void Interpreter::get_proof() {
-  end_command("get-proof");
-  if (!session_->options.produce_proofs) throw InputError(command_at_, "'get-proof' needs the option :produce-proofs");
-  require_answer(smt::Answer::unsat, "get-proof");
-  std::ostringstream text;
-  write_proof(text);
-  print_string(answer(), text.str());
-  answer() << '\n';
-}
-
-void Interpreter::write_proof(std::ostream& out) {
-  proof::CertificateWriter writer(out);
-  session_->engine->certify(num_checks_, writer);
 }
 
 // ==== the rest ====
@@ -480,6 +319,20 @@ void Interpreter::exit() {
   end_command("exit");
   has_exited_ = true;
   succeed();
+}
+
+// ==== outside of the logic ====
+
+void Interpreter::refuse_sort() {
+  throw InputError(command_at_, "sorts other than Bool and Real are not part of this logic");
+}
+
+void Interpreter::refuse_datatype() {
+  throw InputError(command_at_, "datatypes are not part of this logic");
+}
+
+void Interpreter::refuse_recursion() {
+  throw InputError(command_at_, "recursive functions are not part of this logic; 'define-fun' defines others");
 }
 
 }  // namespace tarku::smtlib

@@ -1,7 +1,6 @@
 // The loop over commands, the recovery from errors, and the channels of answers.
 #include "tarku/smtlib/interpreter.h"
 
-#include <algorithm>
 #include <fstream>
 #include <ostream>
 #include <sstream>
@@ -38,9 +37,9 @@ Interpreter::~Interpreter() = default;
 void Interpreter::renew_session() {
   channels_.reset(new Channels{&out_, &diagnostics_, {}, {}});
   session_ = std::make_unique<Session>();
-  session_->options.verbosity = static_cast<std::uint64_t>(std::max(options_.verbosity, 0));
-  session_->engine->set_verbosity(options_.verbosity);
+  session_->options.verbosity = options_.verbosity;
   session_->reader.set_lexer(lexer_.get());
+  apply_options();
 }
 
 // ---- the loop ----
@@ -62,6 +61,7 @@ bool Interpreter::step() {
   const std::size_t num_declarations = session_->symbols.declarations().size();
   try {
     command_at_ = outside;
+    lexer_->set_dialect(Dialect::script);
     const Token& token = reader().next();
     if (token.kind == TokenKind::end) return false;
     if (token.kind != TokenKind::left) reader().fail_expected("a command");
@@ -81,16 +81,11 @@ void Interpreter::execute() {
   const Token& token = reader().next();
   if (token.kind != TokenKind::symbol) reader().fail_expected("the name of a command");
   const std::string name(token.text);
-  const Command command = find_command(name);
+  const Command* const command = find_command(name);
+  if (command == nullptr) reader().fail("unknown command " + quoted(name));
   try {
-    if (command != nullptr) {
-      (this->*command)();
-    } else if (is_command_of_the_standard(name)) {
-      reader().skip_command();
-      report_unsupported("the command " + quoted(name) + " is");
-    } else {
-      reader().fail("unknown command " + quoted(name));
-    }
+    (this->*command->run)();
+    session_->has_begun = session_->has_begun || command->begins_session;
   } catch (const smt::AnswerRefused&) {  // a bug, not an error of the script
     throw;
   } catch (const Exception& error) {  // the engine was asked for something that it cannot do
@@ -114,41 +109,45 @@ void Interpreter::recover(const InputError& error) {
   reader().skip_command();
 }
 
-Interpreter::Command Interpreter::find_command(std::string_view name) {
+const Interpreter::Command* Interpreter::find_command(std::string_view name) {
+  constexpr bool begins = true;
   static const std::unordered_map<std::string_view, Command> commands = {
-      {"set-logic", &Interpreter::set_logic},
-      {"set-info", &Interpreter::set_info},
-      {"set-option", &Interpreter::set_option},
-      {"get-option", &Interpreter::get_option},
-      {"get-info", &Interpreter::get_info},
-      {"declare-fun", &Interpreter::declare_fun},
-      {"declare-const", &Interpreter::declare_const},
-      {"define-fun", &Interpreter::define_fun},
-      {"define-const", &Interpreter::define_const},
-      {"define-sort", &Interpreter::define_sort},
-      {"assert", &Interpreter::assert_formula},
-      {"push", &Interpreter::push},
-      {"pop", &Interpreter::pop},
-      {"check-sat", &Interpreter::check_sat},
-      {"get-model", &Interpreter::get_model},
-      {"get-value", &Interpreter::get_value},
-      {"get-unsat-core", &Interpreter::get_unsat_core},
-      {"get-proof", &Interpreter::get_proof},
-      {"echo", &Interpreter::echo},
-      {"reset", &Interpreter::reset},
-      {"reset-assertions", &Interpreter::reset_assertions},
-      {"exit", &Interpreter::exit},
+      {"assert", {&Interpreter::assert_formula, begins}},
+      {"benchmark", {&Interpreter::benchmark, begins}},
+      {"check-sat", {&Interpreter::check_sat, begins}},
+      {"check-sat-assuming", {&Interpreter::check_sat_assuming, begins}},
+      {"declare-const", {&Interpreter::declare_const, begins}},
+      {"declare-datatype", {&Interpreter::refuse_datatype, !begins}},
+      {"declare-datatypes", {&Interpreter::refuse_datatype, !begins}},
+      {"declare-fun", {&Interpreter::declare_fun, begins}},
+      {"declare-sort", {&Interpreter::refuse_sort, !begins}},
+      {"declare-sort-parameter", {&Interpreter::refuse_sort, !begins}},
+      {"define-const", {&Interpreter::define_const, begins}},
+      {"define-fun", {&Interpreter::define_fun, begins}},
+      {"define-fun-rec", {&Interpreter::refuse_recursion, !begins}},
+      {"define-funs-rec", {&Interpreter::refuse_recursion, !begins}},
+      {"define-sort", {&Interpreter::define_sort, begins}},
+      {"echo", {&Interpreter::echo, !begins}},
+      {"exit", {&Interpreter::exit, !begins}},
+      {"get-assertions", {&Interpreter::get_assertions, !begins}},
+      {"get-assignment", {&Interpreter::get_assignment, !begins}},
+      {"get-info", {&Interpreter::get_info, !begins}},
+      {"get-model", {&Interpreter::get_model, !begins}},
+      {"get-option", {&Interpreter::get_option, !begins}},
+      {"get-proof", {&Interpreter::get_proof, !begins}},
+      {"get-unsat-assumptions", {&Interpreter::get_unsat_assumptions, !begins}},
+      {"get-unsat-core", {&Interpreter::get_unsat_core, !begins}},
+      {"get-value", {&Interpreter::get_value, !begins}},
+      {"pop", {&Interpreter::pop, begins}},
+      {"push", {&Interpreter::push, begins}},
+      {"reset", {&Interpreter::reset, !begins}},
+      {"reset-assertions", {&Interpreter::reset_assertions, !begins}},
+      {"set-info", {&Interpreter::set_info, !begins}},
+      {"set-logic", {&Interpreter::set_logic, !begins}},
+      {"set-option", {&Interpreter::set_option, !begins}},
   };
   const auto found = commands.find(name);
-  return found == commands.end() ? nullptr : found->second;
-}
-
-// Of the commands that find_command does not know.
-bool Interpreter::is_command_of_the_standard(std::string_view name) {
-  constexpr std::string_view names[] = {
-      "check-sat-assuming", "declare-datatype", "declare-datatypes", "declare-sort",   "declare-sort-parameter",
-      "define-fun-rec",     "define-funs-rec",  "get-assertions",    "get-assignment", "get-unsat-assumptions"};
-  return std::find(std::begin(names), std::end(names), name) != std::end(names);
+  return found == commands.end() ? nullptr : &found->second;
 }
 
 // ---- answers ----

@@ -16,6 +16,7 @@
 #include "tarku/smt/engine.h"
 #include "tarku/smtlib/input_error.h"
 #include "tarku/smtlib/limits.h"
+#include "tarku/smtlib/printer.h"
 #include "tarku/smtlib/source.h"
 
 namespace tarku::smtlib {
@@ -24,6 +25,7 @@ class Lexer;
 class Reader;
 enum class SymbolId : std::uint32_t;
 struct ScriptOption;
+struct ScriptOptions;
 struct Session;
 
 class Interpreter {
@@ -34,6 +36,7 @@ class Interpreter {
     Interrupt* interrupt = nullptr;  // stops a check from outside; must outlive the interpreter
     bool check_answers = true;       // every answer is checked before it is given
     std::ostream* proofs = nullptr;  // gets the certificate of every unsat; must outlive the interpreter
+    RealFormat real_format;          // of the values in answers
   };
 
   // Answers go to `out`, warnings and remarks to `diagnostics`; both must outlive the interpreter.
@@ -52,15 +55,17 @@ class Interpreter {
   void print_statistics(std::ostream& out) const;
 
  private:
-  using Command = void (Interpreter::*)();
+  struct Command {
+    void (Interpreter::*run)();
+    bool begins_session;  // what can be set at the beginning only is fixed after it
+  };
   struct Channels;
 
   // ---- the loop (interpreter.cpp) ----
   bool step();
   void execute();
   void recover(const InputError& error);
-  static Command find_command(std::string_view name);
-  static bool is_command_of_the_standard(std::string_view name);
+  static const Command* find_command(std::string_view name);
 
   // ---- answers (interpreter.cpp) ----
   std::ostream& answer();
@@ -71,7 +76,8 @@ class Interpreter {
   void renew_session();
   void open_channel(const std::string& name, bool is_regular, Position at);
 
-  // ---- commands (commands.cpp): called with the command's name as the current token ----
+  // Commands are called with their name as the current token.
+  // ---- commands that tell (commands.cpp) ----
   void set_logic();
   void set_info();
   void set_option();
@@ -85,15 +91,13 @@ class Interpreter {
   void assert_formula();
   void push();
   void pop();
-  void check_sat();
-  void get_model();
-  void get_value();
-  void get_unsat_core();
-  void get_proof();
-  void echo();
   void reset();
   void reset_assertions();
+  void echo();
   void exit();
+  void refuse_sort();
+  void refuse_datatype();
+  void refuse_recursion();
 
   // ---- their parts (commands.cpp) ----
   struct Parameter {
@@ -102,17 +106,40 @@ class Interpreter {
     Position at;
   };
   void read_option_value(const ScriptOption& option);
+  void apply_options();
   void print_all_statistics();
   void declare_symbol(SymbolId id, Position at, const char* command);
   void define(SymbolId id, Position at, const std::vector<Parameter>& parameters, const char* command);
   std::uint64_t read_levels(const char* command);
+  Reader& reader();
+
+  // ---- commands that check and ask (checks.cpp) ----
+  void check_sat();
+  void check_sat_assuming();
+  void benchmark();
+  void get_assertions();
+  void get_assignment();
+  void get_model();
+  void get_proof();
+  void get_unsat_assumptions();
+  void get_unsat_core();
+  void get_value();
+
+  // ---- their parts (checks.cpp) ----
+  struct WrittenTerm {
+    smt::Term term;
+    std::string text;  // as it was written
+    Position at;
+  };
+  std::vector<WrittenTerm> read_terms();
+  void check();
   void compare_with_status(smt::Answer result);
+  void require_option(bool ScriptOptions::*flag, const char* keyword, const char* command) const;
   void require_answer(smt::Answer wanted, const char* command) const;
   void require_model(const char* command) const;
-  std::vector<int> unsat_core(const std::function<bool(int)>& has_name);
+  std::vector<int> unsat_core(const std::function<bool(int)>& is_member);
   void write_proof(std::ostream& out);
   void print_value(smt::Term term);
-  Reader& reader();
 
   std::ostream& out_;
   std::ostream& diagnostics_;

@@ -11,6 +11,12 @@ namespace tarku::smtlib {
 Lexer::Lexer(Source source, std::size_t buffer_size)
     : source_(std::move(source)), buffer_(buffer_size < 2 ? 2 : buffer_size) {
   start_ = current_ = end_ = buffer_.data();
+  set_dialect(Dialect::script);
+}
+
+void Lexer::set_dialect(Dialect dialect) {
+  dialect_ = dialect;
+  symbol_bits_ = dialect == Dialect::script ? symbol_class : name_class;
 }
 
 const Token& Lexer::next() {
@@ -36,6 +42,8 @@ const Token& Lexer::next() {
       return lex_keyword();
     case '#':
       return lex_hash();
+    case '{':
+      return dialect_ == Dialect::benchmark ? lex_braced() : lex_symbol();
     default:
       return is_in_class(c, digit_class) ? lex_number() : lex_symbol();
   }
@@ -44,7 +52,7 @@ const Token& Lexer::next() {
 // ---- one kind of token each; current_ is at its first character ----
 
 const Token& Lexer::lex_symbol() {
-  skip_class(symbol_class);
+  skip_class(symbol_bits_);
   if (current_ != start_) return finish(TokenKind::symbol);
   ++current_;
   const auto c = static_cast<unsigned char>(*start_);
@@ -71,9 +79,24 @@ const Token& Lexer::lex_string() {
   return finish(TokenKind::string, 1, 1);
 }
 
+// Braces do not nest; those within have a backslash before them.
+const Token& Lexer::lex_braced() {
+  char before = '{';
+  for (++current_; more(); ++current_) {
+    const char c = *current_;
+    if (c == '}' && before != '\\') {
+      ++current_;
+      return finish(TokenKind::braced, 1, 1);
+    }
+    if (c == '\n') count_line();
+    before = c;
+  }
+  fail("unterminated text in braces");
+}
+
 const Token& Lexer::lex_keyword() {
   ++current_;
-  skip_class(symbol_class);
+  skip_class(symbol_bits_);
   if (raw().size() == 1) fail("':' is not followed by a word");
   return finish(TokenKind::keyword);
 }
@@ -89,8 +112,8 @@ const Token& Lexer::lex_number() {
     skip_class(digit_class);
     kind = TokenKind::decimal;
   }
-  if (malformed || at_class(symbol_class)) {
-    skip_class(symbol_class);
+  if (malformed || at_class(symbol_bits_)) {
+    skip_class(symbol_bits_);
     fail("malformed number '" + std::string(raw()) + "'");
   }
   return finish(kind);

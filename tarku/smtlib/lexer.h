@@ -1,4 +1,4 @@
-// Cuts the text of a script into the tokens of SMT-LIB 2.6.
+// Cuts the text of a script into the tokens of SMT-LIB 2.6, or of the benchmarks that came before scripts.
 //
 // The text passes through one buffer. A token is a view into it, valid until the next one is asked for: whoever needs
 // it longer copies or interns it. Nothing beyond the token's end is looked at unless the token cannot end without it,
@@ -27,7 +27,13 @@ enum class TokenKind : std::uint8_t {
   hexadecimal,  // #x..., the text with its mark
   binary,       // #b..., the text with its mark
   string,       // "...", the text without its quotes, but with every inner quote still doubled
+  braced,       // {...} in a benchmark, the text without its braces, but with `\` before inner ones
   end           // of the input
+};
+
+enum class Dialect : std::uint8_t {
+  script,
+  benchmark  // of SMT-LIB 1.2: has {...}, and ' in symbols
 };
 
 struct Token {
@@ -49,6 +55,8 @@ class Lexer {
   const Token& token() const { return token_; }
   // How many parentheses are open after the latest token. A `)` too many leaves it at 0.
   std::size_t depth() const { return depth_; }
+  // Holds for what comes after the latest token.
+  void set_dialect(Dialect dialect);
   // From now on appends all tokens to *text, with single blanks where they are needed; null stops it.
   void record(std::string* text) { record_ = text; }
 
@@ -56,6 +64,7 @@ class Lexer {
   const Token& lex_symbol();
   const Token& lex_quoted_symbol();
   const Token& lex_string();
+  const Token& lex_braced();
   const Token& lex_keyword();
   const Token& lex_number();
   const Token& lex_hash();
@@ -85,6 +94,8 @@ class Lexer {
   std::uint64_t line_start_ = 0;  // offset of the current line in the whole text
   std::uint32_t line_ = 1;
   std::size_t depth_ = 0;
+  Dialect dialect_ = Dialect::script;
+  std::uint8_t symbol_bits_;  // the class of characters in symbols
   Token token_;
   std::string* record_ = nullptr;
 };

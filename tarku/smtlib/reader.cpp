@@ -17,6 +17,8 @@ std::string describe(const Token& token) {
       return "')'";
     case TokenKind::string:
       return "a string";
+    case TokenKind::braced:
+      return "a text in braces";
     case TokenKind::end:
       return "the end of the input";
     default:

@@ -12,12 +12,16 @@ namespace tarku::smtlib {
 struct ScriptOptions {
   bool print_success = false;
   bool produce_models = true;
+  bool produce_assertions = false;
+  bool produce_assignments = false;
+  bool produce_unsat_assumptions = false;
   bool produce_unsat_cores = false;
   bool minimal_unsat_cores = false;
   bool produce_proofs = false;
   bool global_declarations = false;
   std::uint64_t verbosity = 0;
-  std::uint64_t random_seed = 0;  // accepted for the sake of scripts; nothing here is random
+  std::uint64_t random_seed = 0;                  // accepted for the sake of scripts; nothing here is random
+  std::uint64_t reproducible_resource_limit = 0;  // likewise; nothing counts resources
   std::string regular_output_channel = "stdout";
   std::string diagnostic_output_channel = "stderr";
 };
@@ -25,6 +29,7 @@ struct ScriptOptions {
 // One row of the table: exactly one of the three members is set.
 struct ScriptOption {
   std::string_view keyword;
+  bool is_for_beginning;  // cannot be set any more once the session has begun
   bool ScriptOptions::*flag;
   std::uint64_t ScriptOptions::*number;
   std::string ScriptOptions::*text;

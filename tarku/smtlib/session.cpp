@@ -6,18 +6,20 @@
 namespace tarku::smtlib {
 
 Session::Session()
-    : reader(symbols),
-      sorts(reader, symbols),
-      macros(terms),
-      term_parser(reader, symbols, sorts, terms, macros),
-      engine(std::make_unique<smt::Engine>(terms)) {
+    : reader(symbols), sorts(reader, symbols), macros(terms), term_parser(reader, symbols, sorts, terms, macros) {
   bind_theory_names(&symbols, &terms);
+  renew_engine();
+}
+
+void Session::renew_engine() {
+  assertions.reset();
+  engine = std::make_unique<smt::Engine>(terms);
+  assertions = std::make_unique<AssertionStack>(*engine);
 }
 
 void Session::reset_assertions() {
   symbols.pop_all();
-  engine = std::make_unique<smt::Engine>(terms);
-  assertion_names.clear();
+  renew_engine();
   change();
 }
 

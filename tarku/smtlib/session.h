@@ -7,6 +7,7 @@
 
 #include "tarku/smt/engine.h"
 #include "tarku/smt/term.h"
+#include "tarku/smtlib/assertion_stack.h"
 #include "tarku/smtlib/macro.h"
 #include "tarku/smtlib/reader.h"
 #include "tarku/smtlib/script_options.h"
@@ -26,6 +27,7 @@ struct Session {
 
   ScriptOptions options;
   bool has_logic = false;
+  bool has_begun = false;  // with the first declaration, assertion or level; some options are fixed from then on
 
   SymbolTable symbols;
   Reader reader;
@@ -35,9 +37,12 @@ struct Session {
   TermParser term_parser;
 
   std::unique_ptr<smt::Engine> engine;
-  std::vector<std::optional<SymbolId>> assertion_names;  // by the engine's index of assertions
-  std::optional<smt::Answer> last_answer;                // unless something changed since
-  std::optional<smt::Answer> expected_answer;            // of the next check, when the script tells its status
+  std::unique_ptr<AssertionStack> assertions;  // of the engine
+  std::optional<smt::Answer> last_answer;      // unless something changed since
+  std::optional<smt::Answer> expected_answer;  // of the next check, when the script tells its status
+
+ private:
+  void renew_engine();
 };
 
 }  // namespace tarku::smtlib

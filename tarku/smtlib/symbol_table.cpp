@@ -47,11 +47,13 @@ void SymbolTable::bind_theory_sort(std::string_view name, smt::Sort sort) {
   entry(intern(name)).sort = {true, true, 0, {false, 0, sort}};
 }
 
-bool SymbolTable::declare(SymbolId id, const Binding& binding, smt::Term constant) {
+bool SymbolTable::declare(SymbolId id, const Binding& binding, Origin origin) {
   Entry& e = entry(id);
   if (e.declared.kind != Binding::Kind::none) return false;
   e.declared = binding;
-  declarations_.push_back({id, false, global_declarations_, constant});
+  assert(origin == Origin::defined || binding.value.is_closed());
+  const smt::Term term = origin == Origin::defined ? smt::Term() : binding.value.term;
+  declarations_.push_back({id, origin, global_declarations_, term});
   return true;
 }
 
@@ -59,7 +61,7 @@ bool SymbolTable::declare_sort(SymbolId id, const SortBinding& binding) {
   Entry& e = entry(id);
   if (e.sort.is_bound) return false;
   e.sort = binding;
-  declarations_.push_back({id, true, global_declarations_, smt::Term()});
+  declarations_.push_back({id, Origin::sort, global_declarations_, smt::Term()});
   return true;
 }
 
@@ -90,7 +92,7 @@ void SymbolTable::roll_back(std::size_t count) {
 
 void SymbolTable::forget(const Declaration& declaration) {
   Entry& e = entry(declaration.id);
-  if (declaration.is_sort) {
+  if (declaration.origin == Origin::sort) {
     e.sort = SortBinding();
   } else {
     e.declared = Binding();

@@ -46,18 +46,25 @@ class SymbolTable {
 
   // ---- declarations ----
 
+  // How a name came by its meaning.
+  enum class Origin : std::uint8_t {
+    declared,  // a free constant
+    defined,
+    named,  // by `:named`
+    sort
+  };
   struct Declaration {
     SymbolId id;
-    bool is_sort;
-    bool is_global;      // outlives pop
-    smt::Term constant;  // the symbol term when the name was declared, invalid when it was defined
+    Origin origin;
+    bool is_global;  // outlives pop
+    smt::Term term;  // the free constant or the named term; else invalid
   };
 
   // The theory's own names, below all levels.
   void bind_theory(std::string_view name, Binding binding);
   void bind_theory_sort(std::string_view name, smt::Sort sort);
-  // False, and nothing done, when the name is taken already. `constant` is for declarations().
-  bool declare(SymbolId id, const Binding& binding, smt::Term constant = smt::Term());
+  // False, and nothing done, when the name is taken already. Needs: a value that is a term, unless it is defined.
+  bool declare(SymbolId id, const Binding& binding, Origin origin = Origin::defined);
   bool declare_sort(SymbolId id, const SortBinding& binding);
   bool is_taken(SymbolId id) const { return entries_[index(id)].declared.kind != Binding::Kind::none; }
   // Why declare or declare_sort refused the name, in words.

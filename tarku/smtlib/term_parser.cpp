@@ -99,7 +99,7 @@ void TermParser::read_atom() {
   switch (token.kind) {
     case TokenKind::numeral:
     case TokenKind::decimal:
-      operands_.push_back(note(terms_.mk_real(number_value(token.text)), token.at));
+      operands_.push_back(Value::closed(terms_.mk_real(number_value(token.text))));
       return;
     case TokenKind::hexadecimal:
     case TokenKind::binary:
@@ -170,7 +170,7 @@ Value TermParser::apply(const Frame& frame) {
 }
 
 Value TermParser::apply_op(const Frame& frame) {
-  if (open_arguments_.empty()) return note(terms_.mk(frame.head.op, arguments_), frame.at);
+  if (open_arguments_.empty()) return Value::closed(terms_.mk(frame.head.op, arguments_));
   return builder_->apply(frame.head.op, open_arguments_);
 }
 
@@ -179,7 +179,7 @@ Value TermParser::apply_macro(const Frame& frame) {
   check_arguments(frame, macro.parameters);
   if (!open_arguments_.empty()) return builder_->call(frame.head.macro, macro.sort, open_arguments_);
   try {
-    return note(macros_.expand(frame.head.macro, arguments_), frame.at);
+    return Value::closed(macros_.expand(frame.head.macro, arguments_));
   } catch (const smt::TermError& error) {
     throw InputError(frame.at, "in the expansion of " + quoted(symbols_.name(frame.name)) + ": " + error.what());
   }
@@ -271,7 +271,7 @@ void TermParser::name_value(Value value, bool is_outermost) {
   if (!value.is_closed()) {
     reader_.fail("only a term without parameters can be named, which " + quoted(symbols_.name(id)) + " would not be");
   }
-  if (!symbols_.declare(id, Binding::to_value(value))) reader_.fail(symbols_.why_taken(id));
+  if (!symbols_.declare(id, Binding::to_value(value), SymbolTable::Origin::named)) reader_.fail(symbols_.why_taken(id));
   if (is_outermost) outermost_name_ = id;
 }
 
@@ -312,20 +312,6 @@ void TermParser::check_ascription(const std::optional<smt::Sort>& ascribed, Valu
 
 smt::Sort TermParser::sort_of(Value value) const {
   return value.is_closed() ? terms_.sort(value.term) : builder_->sort(value);
-}
-
-Value TermParser::note(Term term, Position at) {
-  note_position(term, at);
-  return Value::closed(term);
-}
-
-// Terms that were made on the way have smaller ids and get the same place.
-void TermParser::note_position(Term term, Position at) {
-  if (term.id() >= positions_.size()) positions_.resize(term.id() + 1, at);
-}
-
-Position TermParser::position_of(Term term) const {
-  return term.id() < positions_.size() ? positions_[term.id()] : Position();
 }
 
 }  // namespace tarku::smtlib

@@ -32,10 +32,6 @@ class TermParser {
 
   // The name that `:named` gave to the whole of the latest term.
   const std::optional<SymbolId>& outermost_name() const { return outermost_name_; }
-  // Where the text has a term for the first time.
-  Position position_of(smt::Term term) const;
-  // Tells the place of a term that was made elsewhere: of a declared symbol.
-  void note_position(smt::Term term, Position at);
   // Forgets everything about a term that failed halfway, local scopes included.
   void abandon();
 
@@ -80,7 +76,6 @@ class TermParser {
   Value value_of(const Identifier& identifier, Position at) const;
   Identifier identify(SymbolId id, const char* what) const;
   void check_ascription(const std::optional<smt::Sort>& ascribed, Value value, Position at) const;
-  Value note(smt::Term term, Position at);
   smt::Sort sort_of(Value value) const;
 
   Reader& reader_;
@@ -95,7 +90,6 @@ class TermParser {
   std::vector<SymbolId> names_;        // of let variables whose values are being read
   std::vector<smt::Term> arguments_;   // scratch: of one application, when all are terms
   std::vector<Value> open_arguments_;  // scratch: otherwise
-  std::vector<Position> positions_;    // by term id
   std::optional<SymbolId> outermost_name_;
 };
 

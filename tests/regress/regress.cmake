@@ -1,6 +1,7 @@
 # One test per script of this folder and of examples/: its output must be what its comment lines say.
 file(GLOB REGRESS_SCRIPTS CONFIGURE_DEPENDS
-  ${CMAKE_CURRENT_SOURCE_DIR}/regress/*.smt2 ${PROJECT_SOURCE_DIR}/examples/*.smt2)
+  ${CMAKE_CURRENT_SOURCE_DIR}/regress/*.smt2 ${CMAKE_CURRENT_SOURCE_DIR}/regress/*.smt
+  ${PROJECT_SOURCE_DIR}/examples/*.smt2)
 foreach(script ${REGRESS_SCRIPTS})
   file(RELATIVE_PATH name ${PROJECT_SOURCE_DIR} ${script})
   string(REPLACE "tests/" "" name ${name})

@@ -384,36 +384,32 @@ TEST_F(EngineTest, AWrongRefutationIsRefused) {
   EXPECT_THROW(engine.unsat_core(), Exception);
 }
 
-// ---- what is not supported ----
+// ---- formulas that are no conjunctions of literals ----
+// Only their refutations are left unchecked.
 
-TEST_F(EngineTest, UnsupportedStructureMakesSatUnknown) {
+TEST_F(EngineTest, DisjunctionsDecide) {
+  engine.set_check_answers(false);
   add("(> x 0)");
-  std::optional<Unsupported> missing;
   engine.push();
-  asserted.push_back(text("(and (< y 0) (or p q))"));
-  EXPECT_EQ(engine.assert_term(asserted.back(), &missing), 1);
-  ASSERT_TRUE(missing.has_value());
-  EXPECT_EQ(missing->term, text("(or p q)"));
-  EXPECT_EQ(missing->what, "'or' is not supported so far");
-  EXPECT_EQ(check(), "unknown");
-  EXPECT_EQ(engine.reason_unknown(), "'or' is not supported so far");
-  add("(> y x)");
+  add("(and (< y 0) (or (< x 0) (> y x) p))");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(engine.bool_value(text("p")));
+  add("(not p)");
   EXPECT_EQ(check(), "unsat");
   EXPECT_EQ(engine.unsat_core(), (std::vector<int>{0, 1, 2}));
   engine.pop();
   EXPECT_EQ(check(), "sat");
-  engine.assert_term(text("(> x 1)"), &missing);
-  EXPECT_FALSE(missing.has_value());
 }
 
-TEST_F(EngineTest, ConditionalsAreUnsupported) {
-  std::optional<Unsupported> missing;
-  engine.assert_term(text("(< (+ x (ite p 1 2)) 3)"), &missing);
-  EXPECT_EQ(missing->what, "'ite' is not supported so far");
-  EXPECT_EQ(missing->term, text("(ite p 1 2)"));
-  engine.assert_term(text("(distinct x (+ x 1))"), &missing);
-  EXPECT_FALSE(missing.has_value());
-  EXPECT_EQ(name_of(engine.check()), "unknown");
+TEST_F(EngineTest, ConditionalsDecide) {
+  engine.set_check_answers(false);
+  add("(< (+ x (ite p 1 2)) 3)");
+  add("(>= x 1)");
+  EXPECT_EQ(check(), "sat");
+  EXPECT_TRUE(engine.bool_value(text("p")));
+  EXPECT_EQ(value("(ite p 1 2)"), "1");
+  add("(not p)");
+  EXPECT_EQ(check(), "unsat");
 }
 
 TEST_F(EngineTest, DisequalitiesDecide) {

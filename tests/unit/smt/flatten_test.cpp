@@ -1,4 +1,4 @@
-// Flattening: which literals a formula falls apart into, and what is refused.
+// Flattening: which literals a formula falls apart into, and what is handed on as it stands.
 #include "tarku/smt/flatten.h"
 
 #include <gtest/gtest.h>
@@ -39,13 +39,13 @@ class Recorder : public LiteralSink {
     add(show(left) + name_of(relation) + show(right));
   }
   void falsity() override { add("false"); }
-  void unsupported(Term term, std::string what) override {
-    add("[" + what + "]");
-    blamed = term;
+  void formula(Term term, bool polarity) override {
+    add(std::string(polarity ? "[" : "-[") + std::string(to_str(terms_.op(term))) + "]");
+    handed_on.push_back(term);
   }
 
   std::string text;
-  Term blamed;
+  std::vector<Term> handed_on;
 
  private:
   void add(const std::string& literal) { text += (text.empty() ? "" : " ") + literal; }
@@ -66,12 +66,12 @@ class FlattenTest : public testing::Test {
  protected:
   TermManager terms;
   test::TermText text{terms};
-  Term blamed;
+  std::vector<Term> handed_on;
 
   std::string flat(Term t) {
     Recorder recorder(terms);
     flatten(terms, t, recorder);
-    blamed = recorder.blamed;
+    handed_on = recorder.handed_on;
     return recorder.text;
   }
   std::string flat(std::string_view t) { return flat(text(t)); }
@@ -106,7 +106,7 @@ TEST_F(FlattenTest, ConstantsInsideAreFolded) {
   EXPECT_EQ(flat("(= p false)"), "-p");
   EXPECT_EQ(flat("(= p q true r)"), "p q r");
   EXPECT_EQ(flat("(= p q (not true))"), "-p -q");
-  EXPECT_EQ(flat("(not (= true (and p q) true))"), "[a negated 'and' is not supported so far]");
+  EXPECT_EQ(flat("(not (= true (and p q) true))"), "-[and]");
   EXPECT_EQ(flat("(not (= false (and p q)))"), "p q");
   EXPECT_EQ(flat("(distinct p true)"), "-p");
   EXPECT_EQ(flat("(not (distinct p true))"), "p");
@@ -125,9 +125,9 @@ TEST_F(FlattenTest, ChoicesWithAKnownPart) {
   EXPECT_EQ(flat("(ite p false true)"), "-p");
   EXPECT_EQ(flat("(not (ite p true false))"), "-p");
   EXPECT_EQ(flat("(not (ite p false true))"), "p");
-  for (const char* open : {"(ite p true q)", "(ite p q true)", "(not (ite p q false))", "(not (ite p false q))",
-                           "(ite p q r)", "(not (ite p q r))"}) {
-    EXPECT_EQ(flat(open), "['ite' is not supported so far]") << open;
+  for (const char* open : {"(ite p true q)", "(ite p q true)", "(ite p q r)"}) EXPECT_EQ(flat(open), "[ite]") << open;
+  for (const char* open : {"(not (ite p q false))", "(not (ite p false q))", "(not (ite p q r))"}) {
+    EXPECT_EQ(flat(open), "-[ite]") << open;
   }
 }
 
@@ -144,18 +144,19 @@ TEST_F(FlattenTest, ComparisonsChain) {
   EXPECT_EQ(flat("(not (distinct x y))"), "x=y");
 }
 
-TEST_F(FlattenTest, RefusesDisjunctionsAndNamesTheSmallestOne) {
-  EXPECT_EQ(flat("(and p (or q r) (< x y))"), "p ['or' is not supported so far] x<y");
-  EXPECT_EQ(blamed, text("(or q r)"));
-  EXPECT_EQ(flat("(not (or p (and q r)))"), "-p [a negated 'and' is not supported so far]");
-  EXPECT_EQ(blamed, text("(and q r)"));
-  EXPECT_EQ(flat("(=> p q)"), "['=>' is not supported so far]");
-  EXPECT_EQ(flat("(xor p q)"), "['xor' is not supported so far]");
-  EXPECT_EQ(flat("(= p q)"), "['=' between formulas is not supported so far]");
-  EXPECT_EQ(flat("(not (= p q true))"), "['=' between formulas is not supported so far]");
-  EXPECT_EQ(flat("(distinct p q)"), "['distinct' between formulas is not supported so far]");
-  EXPECT_EQ(flat("(not (< x y z))"), "[a negated '<' of more than two terms is not supported so far]");
-  EXPECT_EQ(flat("(not (distinct x y z))"), "[a negated 'distinct' of more than two terms is not supported so far]");
+TEST_F(FlattenTest, HandsOnTheSmallestDisjunctions) {
+  EXPECT_EQ(flat("(and p (or q r) (< x y))"), "p [or] x<y");
+  EXPECT_EQ(handed_on, std::vector<Term>{text("(or q r)")});
+  EXPECT_EQ(flat("(not (or p (and q r)))"), "-p -[and]");
+  EXPECT_EQ(handed_on, std::vector<Term>{text("(and q r)")});
+  EXPECT_EQ(flat("(=> p q)"), "[=>]");
+  EXPECT_EQ(flat("(xor p q)"), "[xor]");
+  EXPECT_EQ(flat("(not (xor p q))"), "-[xor]");
+  EXPECT_EQ(flat("(= p q)"), "[=]");
+  EXPECT_EQ(flat("(not (= p q true))"), "-[=]");
+  EXPECT_EQ(flat("(distinct p q)"), "[distinct]");
+  EXPECT_EQ(flat("(not (< x y z))"), "-[<]");
+  EXPECT_EQ(flat("(not (distinct x y z))"), "-[distinct]");
 }
 
 TEST_F(FlattenTest, ManyLevelsDeep) {

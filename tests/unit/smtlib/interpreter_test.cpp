@@ -169,32 +169,30 @@ TEST(Interpreter, MinimalCoresLoseWhatIsNotNeeded) {
   EXPECT_EQ(answers("(set-option :minimal-unsat-cores true)" + script), "unsat\n(A B)\n");
 }
 
-// ---- what is not supported so far ----
+// ---- what is not part of the logic, and what nobody knows ----
 
-TEST(Interpreter, DisjunctionsAreToldOnceAndAnsweredUnknown) {
+TEST(Interpreter, CommandsOutsideOfTheLogicSayWhy) {
+  const std::string sorts = "sorts other than Bool and Real are not part of this logic";
+  const std::string recursion = "recursive functions are not part of this logic; 'define-fun' defines others";
   const Transcript run = run_script(
-      "(declare-fun x () Real)\n(assert (and (> x 0)\n  (or (> x 1) (< x 5))))\n(assert (xor (> x 1) (> x "
-      "2)))\n(check-sat)"
-      "(get-info :reason-unknown)(get-model)(assert (< x 0))(check-sat)(reset)(assert (or (not true) "
-      "false))(check-sat)");
-  EXPECT_EQ(run.out, "unknown\n(:reason-unknown \"'or' is not supported so far\")\n" +
-                         error("5:38: 'get-model' needs the answer sat, but the last one was unknown") +
-                         "unsat\nunsat\n");
-  EXPECT_EQ(run.diagnostics, "test.smt2:3:3: warning: 'or' is not supported so far; check-sat will answer unknown\n");
+      "(declare-sort S 0)\n(declare-sort-parameter A)\n(declare-datatype T ((c)))\n"
+      "(declare-datatypes ((T 0)) (((c))))\n(define-fun-rec f ((x Real)) Real (f x))\n"
+      "(define-funs-rec ((f ((x Real)) Real)) ((f x)))\n(declare-const x Int)(echo \"on\")");
+  EXPECT_EQ(run.out, error("1:1: " + sorts) + error("2:1: " + sorts) +
+                         error("3:1: datatypes are not part of this logic") +
+                         error("4:1: datatypes are not part of this logic") + error("5:1: " + recursion) +
+                         error("6:1: " + recursion) +
+                         error("7:18: unknown sort 'Int'; the sorts of this logic are Bool and Real") + "\"on\"\n");
   EXPECT_EQ(run.status, 1);
 }
 
-TEST(Interpreter, CommandsNotSupportedSayHow) {
-  const Transcript run = run_script(
-      "(check-sat-assuming (p))\n (get-assignment)(set-option :foo (bar 1))\n"
-      "(get-option :foo)(get-info :bar)(echo \"on\")");
-  EXPECT_EQ(run.out, "unsupported\nunsupported\nunsupported\nunsupported\nunsupported\n\"on\"\n");
+TEST(Interpreter, WhatNobodyKnowsIsUnsupported) {
+  const Transcript run = run_script("(set-option :foo (bar 1))\n(get-option :foo)(get-info :bar)(echo \"on\")");
+  EXPECT_EQ(run.out, "unsupported\nunsupported\nunsupported\n\"on\"\n");
   EXPECT_EQ(run.diagnostics,
-            "test.smt2:1:1: the command 'check-sat-assuming' is not supported\n"
-            "test.smt2:2:2: the command 'get-assignment' is not supported\n"
-            "test.smt2:2:18: the option ':foo' is not supported\n"
-            "test.smt2:3:1: the option ':foo' is not supported\n"
-            "test.smt2:3:18: the information ':bar' is not supported\n");
+            "test.smt2:1:1: the option ':foo' is not supported\n"
+            "test.smt2:2:1: the option ':foo' is not supported\n"
+            "test.smt2:2:18: the information ':bar' is not supported\n");
   EXPECT_EQ(run.status, 0);
 }
 
@@ -243,18 +241,63 @@ TEST(Interpreter, OptionsCanBeAskedFor) {
                 error("1:158: expected ')' after 'set-option', found 'true'"));
 }
 
+TEST(Interpreter, EveryOptionCanBeSetAndAskedFor) {
+  for (const char* flag : {":print-success", ":produce-models", ":produce-assertions", ":interactive-mode",
+                           ":produce-assignments", ":produce-unsat-assumptions", ":produce-unsat-cores",
+                           ":minimal-unsat-cores", ":produce-proofs", ":global-declarations"}) {
+    const std::string set = "(set-option " + std::string(flag), get = "(get-option " + std::string(flag) + ")";
+    const std::string off = "(set-option :print-success false)";
+    EXPECT_EQ(answers(off + set + " false)" + get), "false\n") << flag;
+    EXPECT_EQ(answers(off + set + " true)" + (set == "(set-option :print-success" ? off : get)),
+              set == "(set-option :print-success" ? "success\n" : "true\n")
+        << flag;
+  }
+  for (const char* number : {":verbosity", ":random-seed", ":reproducible-resource-limit"}) {
+    EXPECT_EQ(answers("(set-option " + std::string(number) + " 3)(get-option " + number + ")"), "3\n") << number;
+  }
+}
+
+TEST(Interpreter, InteractiveModeIsTheOldNameOfProduceAssertions) {
+  EXPECT_EQ(answers("(set-option :interactive-mode true)(get-option :produce-assertions)"), "true\n");
+}
+
+TEST(Interpreter, SomeOptionsAreForTheBeginning) {
+  const auto refusal = [](const std::string& at, const std::string& option) {
+    return error(at + ": the option '" + option + "' can only be set before anything is declared or asserted");
+  };
+  const std::string late = "(set-option :produce-unsat-cores true)(get-option :produce-unsat-cores)";
+  for (const char* begin :
+       {"(declare-const x Real)", "(define-fun f () Real 1)", "(assert true)", "(push 1)", "(define-sort R () Real)"}) {
+    const std::string at = "1:" + std::to_string(std::string(begin).size() + 1);
+    EXPECT_EQ(answers(begin + late), refusal(at, ":produce-unsat-cores") + "false\n") << begin;
+  }
+  for (const char* other : {"(set-info :x y)", "(get-option :verbosity)", "(set-logic QF_XYZ)", "(assert frob)",
+                            "(set-logic QF_LRA)", "(push 1)(reset)", "(echo \"\")"}) {
+    const std::string out = answers(other + late);
+    EXPECT_EQ(out.substr(out.size() - 5), "true\n") << other;
+  }
+  for (const char* option : {":global-declarations", ":interactive-mode", ":produce-assertions", ":produce-assignments",
+                             ":produce-models", ":produce-proofs", ":produce-unsat-assumptions"}) {
+    EXPECT_EQ(answers("(declare-const x Real)(set-option " + std::string(option) + " true)"), refusal("1:23", option));
+  }
+  EXPECT_EQ(answers("(declare-const x Real)(set-option :random-seed 1)"), refusal("1:23", ":random-seed"));
+  EXPECT_EQ(answers("(declare-const x Real)(set-option :verbosity 0)(set-option :reproducible-resource-limit 5)"
+                    "(set-option :print-success true)"),
+            "success\n");
+}
+
 TEST(Interpreter, ChannelsCanBeFiles) {
   const std::string path = ::testing::TempDir() + "tarku_channel_test.txt";
   std::remove(path.c_str());
   const Transcript run = run_script("(set-option :regular-output-channel \"" + path + "\")(echo \"filed\")(check-sat)" +
                                     "(set-option :regular-output-channel \"stdout\")(echo \"here\")"
-                                    "(set-option :diagnostic-output-channel \"stdout\")(get-assertions)");
+                                    "(set-option :diagnostic-output-channel \"stdout\")(get-info :foo)");
   std::ifstream file(path);
   const std::string filed{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   std::remove(path.c_str());
   EXPECT_EQ(filed, "\"filed\"\nsat\n");
   EXPECT_EQ(run.out.substr(0, run.out.find('\n', 8)), "\"here\"\nunsupported");
-  EXPECT_NE(run.out.find("the command 'get-assertions' is not supported"), std::string::npos);
+  EXPECT_NE(run.out.find("the information ':foo' is not supported"), std::string::npos);
   EXPECT_EQ(answers("(set-option :regular-output-channel \"/nowhere/at/all\")(echo \"here\")"),
             error("1:1: cannot open '/nowhere/at/all'") + "\"here\"\n");
 }
@@ -331,7 +374,7 @@ TEST(Interpreter, InputMayEndInTheMidst) {
   EXPECT_EQ(answers("("), error("1:2: expected the name of a command, found the end of the input"));
   EXPECT_EQ(answers("(echo \"never"), error("1:7: unterminated string"));
   EXPECT_EQ(answers("(set-info :a (b c"), error("1:18: expected ')', found the end of the input"));
-  EXPECT_EQ(answers("(get-assertions (a"), "unsupported\n");
+  EXPECT_EQ(answers("(declare-sort (a"), error("1:1: sorts other than Bool and Real are not part of this logic"));
   EXPECT_EQ(answers(""), "");
 }
 

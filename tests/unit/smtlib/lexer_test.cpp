@@ -34,6 +34,8 @@ const char* letter(TokenKind kind) {
       return "bin";
     case TokenKind::string:
       return "str";
+    case TokenKind::braced:
+      return "bra";
     default:
       return "end";
   }
@@ -134,6 +136,25 @@ TEST(Lexer, TokensMayBeLongerThanTheBuffer) {
   EXPECT_EQ(lexer.next().text, word);
   EXPECT_EQ(lexer.next().text, word);
   EXPECT_EQ(lexer.token().at.column, 100002u);
+}
+
+std::string tokens_of_benchmark(const std::string& text, std::size_t piece = 1000) {
+  Lexer lexer(in_pieces(text, piece), 4);
+  lexer.set_dialect(Dialect::benchmark);
+  return tokens(lexer);
+}
+
+TEST(Lexer, BenchmarksHaveBracesAndPrimes) {
+  const std::string text = "?x' {} {a \"(|;\n\\{ \\} } :k'{b}$f";
+  const std::string wanted =
+      "sym ?x' @1:1\nbra  @1:5\nbra a \"(|;\n\\{ \\}  @1:8\nkey :k' @2:9\nbra b @2:12\nsym $f @2:15\n";
+  EXPECT_EQ(tokens_of_benchmark(text), wanted);
+  EXPECT_EQ(tokens_of_benchmark(text, 1), wanted);
+  EXPECT_EQ(tokens_of_benchmark("{never ended"), "! unterminated text in braces @1:1\n");
+  EXPECT_EQ(tokens_of_benchmark("1'"), "! malformed number '1'' @1:1\n");
+  EXPECT_EQ(tokens("{x} y'"),
+            "! illegal character '{' @1:1\nsym x @1:2\n! illegal character '}' @1:3\nsym y @1:5\n"
+            "! illegal character ''' @1:6\n");
 }
 
 TEST(Lexer, DoesNotLookBehindAClosingParenthesis) {

@@ -31,6 +31,42 @@ TEST(Printer, WritesRealsInLowestTerms) {
   EXPECT_EQ(real(QNumber(-1, 3)), "(- (/ 1.0 3.0))");
 }
 
+std::string real(const char* value, std::string_view format) {
+  QNumber number;
+  EXPECT_TRUE(QNumber::parse(value, &number));
+  std::ostringstream out;
+  print_real(out, number, parse_real_format(format).value());
+  return out.str();
+}
+
+TEST(Printer, WritesFractions) {
+  EXPECT_EQ(real("0", "fraction"), "0");
+  EXPECT_EQ(real("-6/4", "fraction"), "-3/2");
+  EXPECT_EQ(real("-6/4", "smtlib"), "(- (/ 3.0 2.0))");
+}
+
+TEST(Printer, CutsDecimals) {
+  EXPECT_EQ(real("0", "decimal:3"), "0.0");
+  EXPECT_EQ(real("-7", "decimal:3"), "-7.0");
+  EXPECT_EQ(real("1/2", "decimal:3"), "0.5");
+  EXPECT_EQ(real("1/8", "decimal:3"), "0.125");
+  EXPECT_EQ(real("1/16", "decimal:3"), "0.062?");
+  EXPECT_EQ(real("-1/3", "decimal:1"), "-0.3?");
+  EXPECT_EQ(real("-1/3000", "decimal:3"), "-0.000?");
+  EXPECT_EQ(real("199999/100000", "decimal:4"), "1.9999?");
+  EXPECT_EQ(real("100/7", "decimal:6"), "14.285714?");
+  EXPECT_EQ(real("1/3", "decimal:40"), "0." + std::string(40, '3') + "?");
+  EXPECT_EQ(real("123456789012345678901234567890123/10", "decimal:2"), "12345678901234567890123456789012.3");
+}
+
+TEST(Printer, KnowsThreeFormats) {
+  EXPECT_EQ(parse_real_format("decimal:9999")->digits, 9999u);
+  for (const char* text : {"", "SMTLIB", "decimal", "decimal:", "decimal:0", "decimal:000", "decimal:-1",
+                           "decimal:10000", "decimal:1x", "fraction:3"}) {
+    EXPECT_FALSE(parse_real_format(text).has_value()) << text;
+  }
+}
+
 TEST(Printer, WritesLongNumbers) {
   QNumber big;
   ASSERT_TRUE(QNumber::parse("-123456789012345678901234567891/7", &big));

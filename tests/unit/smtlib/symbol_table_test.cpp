@@ -96,11 +96,11 @@ TEST(SymbolTable, GlobalDeclarationsOutlivePop) {
   SymbolTable table;
   const SymbolId x = table.intern("x"), y = table.intern("y"), z = table.intern("z");
   table.push();
-  ASSERT_TRUE(table.declare(x, constant(1), smt::Term(1)));
+  ASSERT_TRUE(table.declare(x, constant(1)));
   table.set_global_declarations(true);
-  ASSERT_TRUE(table.declare(y, constant(2), smt::Term(2)));
+  ASSERT_TRUE(table.declare(y, constant(2)));
   table.push();
-  ASSERT_TRUE(table.declare(z, constant(3), smt::Term(3)));
+  ASSERT_TRUE(table.declare(z, constant(3)));
   table.pop();
   table.pop();
   EXPECT_FALSE(is_bound(table, x));

@@ -19,7 +19,8 @@ const char* const declarations =
   for (const char* name : {"x", "y", "p", "q"}) {
     const smt::Sort sort = *name < 'x' ? smt::Sort::boolean : smt::Sort::real;
     const smt::Term term = session.terms.mk_symbol(name, sort);
-    session.symbols.declare(session.symbols.intern(name), Binding::to_value(Value::closed(term)), term);
+    session.symbols.declare(session.symbols.intern(name), Binding::to_value(Value::closed(term)),
+                            SymbolTable::Origin::declared);
   }
   Lexer lexer(Source::of_text(left + " " + right + " end"));
   session.reader.set_lexer(&lexer);
