@@ -144,6 +144,11 @@ int Clausifier::parity(const std::vector<int>& args) {
 }
 
 int Clausifier::agreement(const std::vector<int>& args) {
+  // A constant decides what the others have to be.
+  for (const int value : {truth_, -truth_}) {
+    if (std::find(args.begin(), args.end(), value) == args.end()) continue;
+    return conjunction(value > 0 ? args : negated(args));
+  }
   std::vector<int> links;
   for (std::size_t i = 1; i < args.size(); ++i) links.push_back(equivalence(args[i - 1], args[i]));
   return conjunction(std::move(links));

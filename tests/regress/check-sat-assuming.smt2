@@ -1,5 +1,4 @@
 ; Assumptions hold for one check; what it found can be asked until something changes.
-; args: --no-check-answers
 (set-option :produce-unsat-assumptions true)
 (set-logic QF_LRA)
 (declare-fun x () Real)

@@ -1,5 +1,4 @@
 ; Formulas of all shapes, level by level.
-; args: --no-check-answers
 (set-logic QF_LRA)
 (declare-fun x () Real)
 (declare-fun p () Bool)

@@ -385,10 +385,8 @@ TEST_F(EngineTest, AWrongRefutationIsRefused) {
 }
 
 // ---- formulas that are no conjunctions of literals ----
-// Only their refutations are left unchecked.
 
 TEST_F(EngineTest, DisjunctionsDecide) {
-  engine.set_check_answers(false);
   add("(> x 0)");
   engine.push();
   add("(and (< y 0) (or (< x 0) (> y x) p))");
@@ -402,7 +400,6 @@ TEST_F(EngineTest, DisjunctionsDecide) {
 }
 
 TEST_F(EngineTest, ConditionalsDecide) {
-  engine.set_check_answers(false);
   add("(< (+ x (ite p 1 2)) 3)");
   add("(>= x 1)");
   EXPECT_EQ(check(), "sat");

@@ -16,7 +16,6 @@ namespace {
 
 using Terms = std::vector<la::Equation::VarCoeff>;
 
-
 std::string text_of(const EqualitySystem::Definition& definition) {
   std::string text = "x" + std::to_string(definition.variable) + " =";
   for (const auto& term : definition.terms) text += " " + term.coeff.to_str() + "*x" + std::to_string(term.var);

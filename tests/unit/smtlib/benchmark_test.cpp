@@ -9,9 +9,7 @@ namespace tarku::smtlib {
 namespace {
 
 Transcript run(const std::string& text) {
-  Interpreter::Options options;
-  options.check_answers = false;
-  return run_script(text, options);
+  return run_script(text);
 }
 
 std::string error(const std::string& what) {

@@ -14,10 +14,8 @@ std::string error(const std::string& what) {
   return "(error \"test.smt2:" + what + "\")\n";
 }
 
-// For refutations that take formulas which are no conjunctions.
-std::string trusted_answers(const std::string& text, std::ostream* proofs = nullptr) {
+std::string checked_answers(const std::string& text, std::ostream* proofs = nullptr) {
   Interpreter::Options options;
-  options.check_answers = false;
   options.proofs = proofs;
   return run_script(text, options).out;
 }
@@ -27,14 +25,14 @@ const std::string xp = "(declare-const x Real)(declare-const p Bool)(declare-con
 // ---- formulas ----
 
 TEST(Checks, BooleanStructureDecides) {
-  EXPECT_EQ(trusted_answers(xp + "(assert (or (and p (> x 1)) (and (not p) (< x (- 1)))))(check-sat)(push 1)"
+  EXPECT_EQ(checked_answers(xp + "(assert (or (and p (> x 1)) (and (not p) (< x (- 1)))))(check-sat)(push 1)"
                                  "(assert (= (ite p 1 2) (ite q 1 2)))(assert (xor p q))(check-sat)(pop 1)"
                                  "(assert (not p))(check-sat)(get-value (p (< x (- 1))))"),
             "sat\nunsat\nsat\n((p false)\n ((< x (- 1)) true))\n");
 }
 
 TEST(Checks, CoresOfFormulas) {
-  EXPECT_EQ(trusted_answers("(set-option :produce-unsat-cores true)" + xp +
+  EXPECT_EQ(checked_answers("(set-option :produce-unsat-cores true)" + xp +
                             "(assert (! (or p q) :named a))(assert (! (> x 0) :named b))(assert (! (not p) :named c))"
                             "(assert (! (=> q (< x 0)) :named d))(check-sat)(get-unsat-core)"),
             "unsat\n(a b c d)\n");
@@ -43,13 +41,13 @@ TEST(Checks, CoresOfFormulas) {
 // ---- assumptions ----
 
 TEST(Assuming, HoldsForOneCheckOnly) {
-  EXPECT_EQ(trusted_answers(xp + "(assert (or p q))(check-sat-assuming ((not p) (not q)))(check-sat)"
+  EXPECT_EQ(checked_answers(xp + "(assert (or p q))(check-sat-assuming ((not p) (not q)))(check-sat)"
                                  "(check-sat-assuming ((not p)))(get-value (p q))(check-sat-assuming ())"),
             "unsat\nsat\nsat\n((p false)\n (q true))\nsat\n");
 }
 
 TEST(Assuming, TakesFormulasOfAllKinds) {
-  EXPECT_EQ(trusted_answers(xp + "(check-sat-assuming ((or p (> x 0)) (= x (- 1)) (let ((r p)) (=> r q))))"
+  EXPECT_EQ(checked_answers(xp + "(check-sat-assuming ((or p (> x 0)) (= x (- 1)) (let ((r p)) (=> r q))))"
                                  "(get-value (x p q))(check-sat-assuming ((< x 0) (> x 0) true))"),
             "sat\n((x (- 1.0))\n (p true)\n (q true))\nunsat\n");
 }
@@ -154,7 +152,7 @@ TEST(Assuming, CertificatesNumberAssertionsLikeTheScript) {
 TEST(Assuming, EveryUnsatHasItsCertificate) {
   std::ostringstream proofs;
   EXPECT_EQ(
-      trusted_answers(xp + "(check-sat-assuming (p (not p)))(assert (> x 0))(check-sat-assuming ((< x 0)))", &proofs),
+      checked_answers(xp + "(check-sat-assuming (p (not p)))(assert (> x 0))(check-sat-assuming ((< x 0)))", &proofs),
       "unsat\nunsat\n");
   EXPECT_NE(proofs.str().find("check 1\n"), std::string::npos);
   EXPECT_NE(proofs.str().find("check 2\n"), std::string::npos);
