@@ -36,7 +36,7 @@ check:
 	@$(TESTS) --test-dir $(BUILD)/check -L fast
 
 slow:
-	@scripts/install-deps test
+	@scripts/install-deps slow
 	@$(call build,check)
 	@$(TESTS) --test-dir $(BUILD)/check -L slow
 
