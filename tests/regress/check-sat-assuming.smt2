@@ -21,7 +21,7 @@
 (check-sat)
 ; expect: sat
 (get-unsat-assumptions)
-; expect: (error "check-sat-assuming.smt2:24:1: 'get-unsat-assumptions' needs the answer unsat, but the last one was sat")
+; expect: (error "check-sat-assuming.smt2:23:1: 'get-unsat-assumptions' needs the answer unsat, but the last one was sat")
 (push 1)
 (assert (not p))
 (check-sat-assuming ())
