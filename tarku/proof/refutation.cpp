@@ -147,7 +147,7 @@ std::vector<const Proof*> RefutationMaker::in_order(const Proof& root) {
 void RefutationMaker::add_leaf(const la::LaHyp& leaf, const QNumber& multiplier, Leaves* leaves) {
   Role role = Role::as_told;
   QNumber amount = multiplier;
-  const Relation relation = constraints_.meaning(leaf.index()).relation;
+  const Relation relation = constraints_.relation(leaf.index());
   if (relation == Relation::distinct) {
     role = leaf.side() < 0 ? Role::less : Role::greater;
   } else if (relation == Relation::equal && leaf.side() > 0) {
@@ -212,7 +212,7 @@ const char* RefutationMaker::complete(Leaves leaves, Refutation* result) {
   bool is_strict = false;
   for (auto& [key, multiplier] : leaves) {
     if (multiplier.is_zero()) continue;
-    const Relation relation = effective(constraints_.meaning(key.first).relation, key.second);
+    const Relation relation = effective(constraints_.relation(key.first), key.second);
     is_strict = is_strict || relation == Relation::less || relation == Relation::greater;
     result->sum_.push_back({key.first, key.second, multiplier});
   }
@@ -366,7 +366,7 @@ class CertificateDerivation : public Derivation {
 };
 
 int CertificateDerivation::literal(int constraint, Role role) {
-  const Relation relation = constraints_.meaning(constraint).relation;
+  const Relation relation = constraints_.relation(constraint);
   if (role == Role::less) return atom(constraint, Relation::less);
   if (role == Role::greater) return atom(constraint, Relation::greater);
   const bool is_negation = (role == Role::negated) != (relation == Relation::distinct);

@@ -29,6 +29,7 @@ class Constraints {
   };
   virtual ~Constraints() = default;
   virtual Meaning meaning(int constraint) = 0;
+  virtual Relation relation(int constraint) = 0;  // of the meaning, without its terms
   // The equations, named by constraint indices, that any sum may use.
   virtual EquationSpan& equations() = 0;
   // Which assertion says the constraint, for `input` steps.

@@ -24,7 +24,7 @@ void ToldProblem::remove(int constraint) {
   is_equation_.erase(constraint);
 }
 
-Constraints::Meaning ToldProblem::meaning(int constraint) {
+const Constraints::Meaning& ToldProblem::told(int constraint) const {
   const auto found = told_.find(constraint);
   if (found == told_.end()) throw Exception() << "constraint " << constraint << " is not told";
   return found->second;

@@ -29,12 +29,15 @@ class ToldProblem : public Constraints {
   void add_bound(int constraint, int variable, Relation relation, const QNumber& value);
   void remove(int constraint);  // told no longer
 
-  Meaning meaning(int constraint) override;  // throws Exception when it is not told
+  Meaning meaning(int constraint) override { return told(constraint); }  // throws Exception when it is not told
+  Relation relation(int constraint) override { return told(constraint).relation; }
   EquationSpan& equations() override;
   std::uint64_t source(int constraint) override { return static_cast<std::uint64_t>(constraint); }
   std::string real_name(int variable) override { return "x" + std::to_string(variable); }
 
  private:
+  const Meaning& told(int constraint) const;
+
   std::map<int, Meaning> told_;
   std::map<int, bool> is_equation_;
   std::optional<EquationSpan> equations_;  // made when it is needed

@@ -118,7 +118,7 @@ void BooleanSearch::report_conflict() {
   has_conflict_ = is_conflict_untold_ = true;
   if (clauses_.is_logged()) {
     const proof::Ref proof(solver_->get_conflict_proof());
-    conflict_ = clause_with_log(*proof);
+    conflict_ = clause_with_log(*proof, &conflict_step_);
   } else {
     conflict_ = clause_without_log(solver_->conflict_);
   }
@@ -147,8 +147,9 @@ sat::Literal BooleanSearch::propagate() {
 void BooleanSearch::explain(sat::Literal literal, sat::Clause& reason) {
   const Implication& implication = implications_.at(literal);
   if (clauses_.is_logged()) {
-    reason = clause_with_log(*implication.proof);
-    clauses_.announce(conflict_step_);
+    ProofLog::Id step = 0;
+    reason = clause_with_log(*implication.proof, &step);
+    clauses_.announce(step);
   } else {
     reason = clause_without_log(implication.reason);
     reason.push_back(literal);
@@ -222,7 +223,7 @@ class BooleanSearch::LogDerivation : public proof::Derivation {
 };
 
 // The clause of the lemma, with base constraints resolved away by their assertions.
-Clause BooleanSearch::clause_with_log(const proof::Proof& proof) {
+Clause BooleanSearch::clause_with_log(const proof::Proof& proof, ProofLog::Id* step) {
   LogDerivation steps(*this);
   const Refutation::Lemma lemma = Refutation::of(proof, constraints_).derive(steps);
   Clause clause;
@@ -238,10 +239,10 @@ Clause BooleanSearch::clause_with_log(const proof::Proof& proof) {
   }
   std::sort(clause.begin(), clause.end());
   clause.erase(std::unique(clause.begin(), clause.end()), clause.end());
-  conflict_step_ = static_cast<ProofLog::Id>(lemma.id);
+  *step = static_cast<ProofLog::Id>(lemma.id);
   if (!antecedents.empty()) {
-    antecedents.push_back(conflict_step_);
-    conflict_step_ = clauses_.log().rup(clause, antecedents);
+    antecedents.push_back(*step);
+    *step = clauses_.log().rup(clause, antecedents);
   }
   return clause;
 }

@@ -84,7 +84,7 @@ class BooleanSearch : private sat::Theory {
 
   // ---- clauses ----
   Clause clause_without_log(const std::vector<int>& constraints);
-  Clause clause_with_log(const proof::Proof& proof);
+  Clause clause_with_log(const proof::Proof& proof, ProofLog::Id* step);
   ProofLog::Id base_step(int constraint, int literal);
 
   AtomTable& atoms_;

@@ -113,7 +113,6 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
   // ---- Vocabulary ----
   void begin() override;
   void declare(int variable, proof::CertificateSink& sink) override { declare_all({false, variable}, sink); }
-  void declare_real(int variable, proof::CertificateSink& sink) override { declare_all({true, variable}, sink); }
   void declare_all(Thing root, proof::CertificateSink& sink);
   std::vector<Thing> parts_of(Thing thing);
   void declare_one(Thing thing, proof::CertificateSink& sink);

@@ -179,6 +179,7 @@ Answer Engine::check() {
 Answer Engine::search() {
   if (conflict_.is_known()) return Answer::unsat;
   clausify_new_formulas();
+  want_observed_atoms();
   search_one_by_one();
   if (conflict_.is_known()) return Answer::unsat;
   return formulas_.empty() ? Answer::sat : search_formulas();
@@ -207,6 +208,12 @@ void Engine::clausify_new_formulas() {
     if (holds) continue;
     search_->clauses().add_input(static_cast<std::uint64_t>(owner->index), clause, guard_of_level(owner->level));
   }
+}
+
+// The atoms of all formulas so far, those of an interrupted check and of levels that are gone included: the SAT solver
+// goes on assigning them.
+void Engine::want_observed_atoms() {
+  if (!search_) return;
   const std::vector<int>& observed = search_->clauses().observed();
   for (; num_observed_ < observed.size(); ++num_observed_) {
     const ClauseBase::Atom& atom = search_->clauses().atom(observed[num_observed_]);

@@ -198,6 +198,7 @@ class Engine : private BooleanSearch::Base {
   Answer search();
   Answer search_formulas();
   void clausify_new_formulas();
+  void want_observed_atoms();
   void tell_units();
   void tell_unit(int literal, int assertion, int level);
   int guard_of_level(int level);

@@ -21,7 +21,6 @@ class Vocabulary {
   virtual ~Vocabulary() = default;
   virtual void begin() = 0;  // of a certificate
   virtual void declare(int variable, proof::CertificateSink& sink) = 0;
-  virtual void declare_real(int variable, proof::CertificateSink& sink) = 0;
 };
 
 class ProofLog {

@@ -25,6 +25,7 @@ class StatedConstraints : public proof::Constraints {
   void add_equation(int constraint, int unknown) { equations_.add(constraint, meaning(constraint).terms, unknown); }
 
   Meaning meaning(int constraint) override;
+  proof::Relation relation(int constraint) override { return atoms_.bound_of(constraint).relation; }
   proof::EquationSpan& equations() override { return equations_; }
   std::uint64_t source(int constraint) override { return static_cast<std::uint64_t>(assertion_of_(constraint)); }
   std::string real_name(int variable) override { return terms_.name(atoms_.symbol(variable)); }

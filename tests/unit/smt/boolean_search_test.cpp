@@ -62,9 +62,6 @@ class Dice {
 // Tries every way to decide the atoms; each is a conjunction of literals.
 bool is_satisfiable(TermManager& terms, const std::vector<Term>& atoms, const std::vector<Term>& formulas) {
   for (unsigned choice = 0; choice < (1u << atoms.size()); ++choice) {
-    Evaluator evaluator(
-        terms, [](Term) { return QNumber(); }, [](Term) { return false; });
-    Engine engine(terms);
     std::vector<std::pair<Term, bool>> decided;
     for (std::size_t i = 0; i < atoms.size(); ++i) decided.emplace_back(atoms[i], ((choice >> i) & 1) != 0);
     // A formula under a decision of its atoms, by replacing them from the leaves upwards.
@@ -89,6 +86,7 @@ bool is_satisfiable(TermManager& terms, const std::vector<Term>& atoms, const st
       return v.is_valid() && terms.known_truth(v).value_or(false);
     });
     if (!holds) continue;
+    Engine engine(terms);
     for (const auto& [atom, value] : decided) engine.assert_term(value ? atom : terms.mk(Op::not_op, atom));
     if (engine.check() == Answer::sat) return true;
   }
@@ -196,6 +194,36 @@ TEST_F(BooleanSearchTest, InterruptionsLeaveTheEngineAsGoodAsBefore) {
     if (interrupted == Answer::unknown) continue;
     EXPECT_EQ(interrupted, answer);
     break;
+  }
+}
+
+// An interrupted check leaves atoms behind of formulas that are popped before the next one.
+TEST_F(BooleanSearchTest, InterruptedLevelsCanBePopped) {
+  struct Fuse : TerminationTest {
+    mutable int left = 0;
+    void operator()() const override {
+      if (left-- == 0) throw Interrupted();
+    }
+  } fuse;
+  for (const bool check_answers : {false, true}) {
+    for (int polls = 0; polls < 60; ++polls) {
+      Engine engine(terms);
+      engine.set_check_answers(check_answers);
+      engine.assert_term(text("(or (< x 0) (> x 1))"));
+      engine.assert_term(text("(or p (< (+ x y) 3))"));
+      engine.push();
+      engine.assert_term(text("(or (< (+ x z) 2) (> (- y z) 4) q)"));
+      engine.assert_term(text("(or (= (+ y (* 3 z)) 5) (< w 4))"));
+      engine.assert_term(text("(or (not q) (> w 8))"));
+      fuse.left = polls;
+      engine.set_termination_test(&fuse);
+      engine.check();
+      engine.set_termination_test(nullptr);
+      engine.pop();
+      EXPECT_EQ(engine.check(), Answer::sat);
+      engine.assert_term(text("(= x (/ 1 2))"));
+      EXPECT_EQ(engine.check(), Answer::unsat);
+    }
   }
 }
 
