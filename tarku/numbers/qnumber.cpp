@@ -214,6 +214,23 @@ QNumber QNumber::from_mpz(mpz_srcptr value) {
   return result;
 }
 
+void QNumber::get_fraction(mpz_ptr num, mpz_ptr den) const {
+  if (is_small()) {
+    mpz_set_si(num, num_);
+    mpz_set_si(den, den_);
+  } else {
+    mpz_set(num, block()->num.z);
+    mpz_set(den, block()->den.z);
+  }
+}
+
+QNumber QNumber::from_fraction(mpz_srcptr num, mpz_srcptr den) {
+  QNumber result;
+  result.set_block(new Block{Integer(num), Integer(den)});
+  result.normalize();
+  return result.compact();
+}
+
 bool QNumber::big_equals(long value) const {
   return is_unit(block()->den.z) && mpz_cmp_si(block()->num.z, value) == 0;
 }

@@ -96,6 +96,9 @@ class QNumber {
   // `if (!x.is_small() && x.fits_small()) { QNumber c = x.compact(); x.swap(c); }`.
   QNumber compact() const;
   bool fits_small() const;  // true when compact() gives the small form
+  // To and from GMP integers: num/den, of which from_fraction takes any with den > 0.
+  void get_fraction(mpz_ptr num, mpz_ptr den) const;
+  static QNumber from_fraction(mpz_srcptr num, mpz_srcptr den);
   // Brings the words or the block to the normal form.  Values are always normal between operations.
   void normalize();
   // Moves a small value that holds the most negative 64-bit integer in either word into the big form.

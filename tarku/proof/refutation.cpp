@@ -58,6 +58,7 @@ class RefutationMaker {
 
   void make(const Proof& proof, Refutation* result);
   void make_equation(int equation, Refutation* result);
+  void make_sum(const std::vector<Refutation::Summand>& sum, Refutation* result);
 
  private:
   using Leaves = std::map<std::pair<int, Role>, QNumber>;  // multipliers, not zero
@@ -241,6 +242,12 @@ void RefutationMaker::make_equation(int equation, Refutation* result) {
   complete_or_throw({{{equation, Role::as_told}, QNumber(-1)}}, result);
 }
 
+void RefutationMaker::make_sum(const std::vector<Refutation::Summand>& sum, Refutation* result) {
+  Leaves leaves;
+  for (const Refutation::Summand& summand : sum) leaves[{summand.constraint, summand.role}] += summand.multiplier;
+  complete_or_throw(std::move(leaves), result);
+}
+
 Refutation Refutation::of(const Proof& proof, Constraints& constraints) {
   Refutation result;
   RefutationMaker(constraints).make(proof, &result);
@@ -250,6 +257,12 @@ Refutation Refutation::of(const Proof& proof, Constraints& constraints) {
 Refutation Refutation::of_equation(int equation, Constraints& constraints) {
   Refutation result;
   RefutationMaker(constraints).make_equation(equation, &result);
+  return result;
+}
+
+Refutation Refutation::of_sum(const std::vector<Summand>& sum, Constraints& constraints) {
+  Refutation result;
+  RefutationMaker(constraints).make_sum(sum, &result);
   return result;
 }
 

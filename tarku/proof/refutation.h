@@ -60,6 +60,8 @@ class Refutation {
   static Refutation of(const Proof& proof, Constraints& constraints);
   // Of an equation that others contradict. Throws Exception when they do not.
   static Refutation of_equation(int equation, Constraints& constraints);
+  // Of constraints whose sum is a contradiction. Throws Exception when it is none.
+  static Refutation of_sum(const std::vector<Summand>& sum, Constraints& constraints);
 
   // The constraints that take part, ascending.
   std::vector<int> constraints() const;

@@ -10,6 +10,7 @@
 #include "tarku/la/lasolver.h"
 #include "tarku/proof/certificate.h"
 #include "tarku/smt/checking_sink.h"
+#include "tarku/smt/conjunction_guide.h"
 #include "tarku/smt/core_minimizer.h"
 #include "tarku/smt/flatten.h"
 #include "tarku/smt/pacing.h"
@@ -147,6 +148,7 @@ void Engine::forget_answer() {
   reason_unknown_.clear();
   model_.reset();
   has_found_ = false;
+  found_truths_.clear();
 }
 
 int Engine::boolean_variable(Term symbol) {
@@ -329,9 +331,59 @@ void Engine::search_one_by_one() {
     push_new_literals(true);
   } catch (const Pacer::Spent&) {
     start_afresh();
+    if (formulas_.empty() && consult_guide()) return;
     return search_all_at_once();
   }
   finish_search();
+}
+
+// Asks a solver for linear programs, whose proposals are put to an exact test. False when that leads nowhere; otherwise
+// a conflict is known, or a model is found. Nothing is pushed in either case.
+bool Engine::consult_guide() {
+  if (!read_boolean_literals()) return false;
+  ConjunctionGuide guide(atoms_);
+  for (const Literal& literal : literals_) {
+    if (literal.is_arithmetic()) guide.add(literal.constraint());
+  }
+  switch (guide.decide(termination_test_)) {
+    case lp::Outcome::Kind::none:
+      return false;
+    case lp::Outcome::Kind::infeasible:
+      set_guided_conflict(guide.conflict());
+      return true;
+    case lp::Outcome::Kind::feasible:
+      found_values_ = guide.values();
+      return has_found_ = true;
+  }
+  return false;
+}
+
+// False when they contradict one another.
+bool Engine::read_boolean_literals() {
+  found_truths_.clear();
+  for (const Literal& literal : literals_) {
+    if (literal.is_arithmetic()) continue;
+    if (literal.is_falsity()) return false;
+    if (found_truths_.emplace(literal.variable(), literal.value()).first->second != literal.value()) return false;
+  }
+  return true;
+}
+
+void Engine::set_guided_conflict(std::vector<proof::Refutation::Summand> sum) {
+  std::unordered_map<int, int> assertion_of;
+  for (const proof::Refutation::Summand& summand : sum) assertion_of.emplace(summand.constraint, -1);
+  std::size_t literal = 0;
+  for (const Assertion& assertion : assertions_) {
+    for (; literal < assertion.literals_end; ++literal) {
+      const auto found = assertion_of.find(literals_[literal].is_arithmetic() ? literals_[literal].constraint() : 0);
+      if (found != assertion_of.end() && found->second < 0) found->second = assertion.index;
+    }
+  }
+  std::vector<int> assertions;
+  for (const auto& [constraint, assertion] : assertion_of) assertions.push_back(assertion);
+  set_conflict(std::move(assertions));
+  conflict_.sum = std::move(sum);
+  conflict_.assertion_of = std::move(assertion_of);
 }
 
 // The second way, on a solver that knows nothing yet.
@@ -602,6 +654,9 @@ void Engine::set_solver_conflict() {
 
 int Engine::assertion_of(int constraint) const {
   const auto index = static_cast<std::size_t>(constraint);
+  if (const auto found = conflict_.assertion_of.find(constraint); found != conflict_.assertion_of.end()) {
+    return found->second;
+  }
   return is_solved(constraint) ? solved_by_[index] : constraint_holders_[index].assertion;
 }
 
@@ -625,7 +680,7 @@ std::vector<int> Engine::unsat_core() {
 
 std::vector<int> Engine::core() {
   if (conflict_.is_boolean && !search_->clauses().is_logged()) throw Exception() << "unsat_core: no proofs were kept";
-  if (conflict_.proof == nullptr && conflict_.equality == 0) return conflict_.assertions;
+  if (!conflict_.is_arithmetic()) return conflict_.assertions;
   std::vector<int> result;
   for (const int constraint : refutation().constraints()) result.push_back(assertion_of(constraint));
   std::sort(result.begin(), result.end());
@@ -670,7 +725,7 @@ void Engine::tell_refutation(std::uint64_t check, proof::CertificateSink& sink) 
     if (!search_->clauses().is_logged()) throw Exception() << "certify: no proofs were kept";
     return search_->clauses().certify(check, conflict_.conclusion, sink);
   }
-  if (conflict_.proof != nullptr || conflict_.equality != 0) return refutation().certify(check, stated(), sink);
+  if (conflict_.is_arithmetic()) return refutation().certify(check, stated(), sink);
   const auto source = [this](std::size_t i) { return static_cast<std::uint64_t>(conflict_.assertions[i]); };
   sink.begin(check);
   if (conflict_.symbol == 0) {  // one assertion is false by itself
@@ -687,6 +742,7 @@ void Engine::tell_refutation(std::uint64_t check, proof::CertificateSink& sink) 
 }
 
 const proof::Refutation& Engine::refutation() {
+  if (!refutation_ && !conflict_.sum.empty()) refutation_ = proof::Refutation::of_sum(conflict_.sum, stated());
   if (!refutation_) {
     refutation_ = conflict_.proof != nullptr ? proof::Refutation::of(*conflict_.proof, stated())
                                              : proof::Refutation::of_equation(conflict_.equality, stated());
@@ -830,7 +886,11 @@ bool Engine::symbol_truth(Term symbol) {
     const Holder& holder = boolean_holders_[static_cast<std::size_t>(found->second)];
     if (holder.count > 0) return holder.value;
   }
-  const int variable = has_found_ ? search_->clausifier().find_symbol(symbol) : 0;
+  if (const auto truth = found_truths_.find(found == boolean_variables_.end() ? 0 : found->second);
+      has_found_ && truth != found_truths_.end()) {
+    return truth->second;
+  }
+  const int variable = has_found_ && search_ ? search_->clausifier().find_symbol(symbol) : 0;
   return variable != 0 && search_->value(variable);
 }
 

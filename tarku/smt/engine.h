@@ -188,7 +188,10 @@ class Engine : private BooleanSearch::Base {
     int symbol = 0;               // of two literals: their Boolean variable, true in the first assertion
     bool is_boolean = false;      // of a search over formulas: the step that says so
     ProofLog::Id conclusion = 0;
+    std::vector<proof::Refutation::Summand> sum;  // of the guide: constraints that add up to a contradiction
+    std::unordered_map<int, int> assertion_of;    // likewise: those that say the constraints
     bool is_known() const { return !assertions.empty(); }
+    bool is_arithmetic() const { return proof != nullptr || equality != 0 || !sum.empty(); }
   };
 
   class Collector;
@@ -211,6 +214,9 @@ class Engine : private BooleanSearch::Base {
   void found_model() override;
   struct PacedSearch;
   void search_one_by_one();
+  bool consult_guide();
+  bool read_boolean_literals();
+  void set_guided_conflict(std::vector<proof::Refutation::Summand> sum);
   void search_all_at_once();
   void alternate_rules();
   void finish_search();
@@ -290,11 +296,12 @@ class Engine : private BooleanSearch::Base {
 
   // The search over formulas, made when there are some. Written by check and pop.
   std::unique_ptr<BooleanSearch> search_;
-  std::size_t num_clausified_ = 0;       // prefix of formulas_
-  std::size_t num_observed_ = 0;         // atoms of the search that are told
-  std::size_t num_named_ = 0;            // its atoms and symbols that were compared with the literals
-  std::set<std::pair<int, int>> units_;  // literals of the search that were told it, with their guards
-  std::vector<QNumber> found_values_;    // by variable, of the model that the search has found
+  std::size_t num_clausified_ = 0;              // prefix of formulas_
+  std::size_t num_observed_ = 0;                // atoms of the search that are told
+  std::size_t num_named_ = 0;                   // its atoms and symbols that were compared with the literals
+  std::set<std::pair<int, int>> units_;         // literals of the search that were told it, with their guards
+  std::vector<QNumber> found_values_;           // by variable, of the model that the search has found
+  std::unordered_map<int, bool> found_truths_;  // by Boolean variable, of a model that the guide has found
   bool has_found_ = false;
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since

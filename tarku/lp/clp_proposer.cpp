@@ -1,0 +1,227 @@
+// CLP behind our interface. The only file that knows it.
+//
+// The library is loaded when it is first needed: most problems are decided without it, and it brings a good deal of
+// numerical software along that takes longer to load than a small problem takes to decide.
+#include <Clp_C_Interface.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <exception>
+#include <limits>
+#include <mutex>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+#include "tarku/lp/proposer.h"
+
+namespace tarku::lp {
+
+namespace {
+
+// The functions of CLP that we call, by their own names.
+struct ClpLibrary {
+  decltype(&::Clp_newModel) newModel;
+  decltype(&::Clp_deleteModel) deleteModel;
+  decltype(&::Clp_loadProblem) loadProblem;
+  decltype(&::Clp_columnLower) columnLower;
+  decltype(&::Clp_columnUpper) columnUpper;
+  decltype(&::Clp_rowLower) rowLower;
+  decltype(&::Clp_rowUpper) rowUpper;
+  decltype(&::Clp_setLogLevel) setLogLevel;
+  decltype(&::Clp_setMaximumIterations) setMaximumIterations;
+  decltype(&::Clp_setPrimalTolerance) setPrimalTolerance;
+  decltype(&::Clp_scaling) scaling;
+  decltype(&::Clp_dual) dual;
+  decltype(&::Clp_primal) primal;
+  decltype(&::Clp_getColumnStatus) getColumnStatus;
+  decltype(&::Clp_getRowStatus) getRowStatus;
+  decltype(&::Clp_setColumnStatus) setColumnStatus;
+  decltype(&::Clp_setRowStatus) setRowStatus;
+
+  // Null when it is not installed. Never unloaded.
+  static const ClpLibrary* load() {
+    static const ClpLibrary* const library = find();
+    return library;
+  }
+
+ private:
+  static const ClpLibrary* find() {
+    void* const handle = dlopen(TARKU_CLP_SONAME, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) return nullptr;
+    static ClpLibrary library;
+    bool complete = true;
+    const auto bind = [&](auto* function, const char* name) {
+      *function = reinterpret_cast<std::remove_pointer_t<decltype(function)>>(dlsym(handle, name));
+      complete = complete && *function != nullptr;
+    };
+    bind(&library.newModel, "Clp_newModel");
+    bind(&library.deleteModel, "Clp_deleteModel");
+    bind(&library.loadProblem, "Clp_loadProblem");
+    bind(&library.columnLower, "Clp_columnLower");
+    bind(&library.columnUpper, "Clp_columnUpper");
+    bind(&library.rowLower, "Clp_rowLower");
+    bind(&library.rowUpper, "Clp_rowUpper");
+    bind(&library.setLogLevel, "Clp_setLogLevel");
+    bind(&library.setMaximumIterations, "Clp_setMaximumIterations");
+    bind(&library.setPrimalTolerance, "Clp_setPrimalTolerance");
+    bind(&library.scaling, "Clp_scaling");
+    bind(&library.dual, "Clp_dual");
+    bind(&library.primal, "Clp_primal");
+    bind(&library.getColumnStatus, "Clp_getColumnStatus");
+    bind(&library.getRowStatus, "Clp_getRowStatus");
+    bind(&library.setColumnStatus, "Clp_setColumnStatus");
+    bind(&library.setRowStatus, "Clp_setRowStatus");
+    return complete ? &library : nullptr;
+  }
+};
+
+// How CLP numbers the places of a basis, and one of its ways to scale.
+enum : int { basic = 1, at_upper = 2, at_lower = 3, fixed = 5 };
+constexpr int automatic_scaling = 3;
+
+Place place(int status) {
+  switch (status) {
+    case basic:
+      return Place::basic;
+    case at_upper:
+      return Place::upper;
+    case at_lower:
+    case fixed:
+      return Place::lower;
+    default:
+      return Place::free;
+  }
+}
+
+class ClpProposer final : public Proposer {
+ public:
+  ClpProposer(const ClpLibrary& clp, const LinearProgram& program)
+      : clp_(clp), program_(program), model_(clp.newModel()) {
+    clp_.setLogLevel(model_, 0);
+    clp_.setPrimalTolerance(model_, 1e-9);
+    load();
+  }
+  ~ClpProposer() override { clp_.deleteModel(model_); }
+  ClpProposer(const ClpProposer&) = delete;
+  ClpProposer& operator=(const ClpProposer&) = delete;
+
+  Basis propose(Method method, int iterations, const TerminationTest* test) override {
+    if (method != method_) change(method);
+    clp_.setMaximumIterations(model_, iterations);
+    run(test);
+    Basis basis;
+    for (int j = 0; j < program_.num_columns(); ++j) basis.push_back(place(clp_.getColumnStatus(model_, j)));
+    for (int i = 0; i < program_.num_rows(); ++i) basis.push_back(place(clp_.getRowStatus(model_, i)));
+    const auto num_basic = std::count(basis.begin(), basis.end(), Place::basic);
+    return num_basic == program_.num_rows() ? basis : Basis();
+  }
+
+  void zoom(const std::vector<QNumber>& values, const QNumber& scale) override {
+    for (int s = 0; s < program_.num_sides(); ++s) {
+      const bool is_column = s < program_.num_columns();
+      const int at = is_column ? s : s - program_.num_columns();
+      const Side& side = program_.side(s);
+      const QNumber& value = values[static_cast<std::size_t>(s)];
+      (is_column ? clp_.columnLower : clp_.rowLower)(model_)[at] = magnified(side.lower, value, scale, -infinity);
+      (is_column ? clp_.columnUpper : clp_.rowUpper)(model_)[at] = magnified(side.upper, value, scale, infinity);
+    }
+  }
+
+ private:
+  static constexpr double infinity = std::numeric_limits<double>::max();
+  static constexpr std::chrono::milliseconds poll_period{10};
+  static constexpr double far = 1e10;  // beyond it a bound is out of sight
+
+  static double magnified(const std::optional<Bound>& bound, const QNumber& value, const QNumber& scale, double none) {
+    if (!bound) return none;
+    const double result = ((bound->value - value) * scale).to_double();
+    return std::abs(result) > far ? none : result;
+  }
+
+  static double number(const std::optional<Bound>& bound, double none) {
+    return bound ? bound->value.to_double() : none;
+  }
+
+  void load() {
+    const auto num_columns = static_cast<std::size_t>(program_.num_columns());
+    std::vector<CoinBigIndex> starts(num_columns + 1);
+    for (int i = 0; i < program_.num_rows(); ++i) {
+      for (const Term& term : program_.terms(i)) ++starts[static_cast<std::size_t>(term.column) + 1];
+    }
+    for (std::size_t j = 0; j < num_columns; ++j) starts[j + 1] += starts[j];
+    std::vector<CoinBigIndex> next(starts.begin(), starts.end() - 1);
+    std::vector<int> indices(static_cast<std::size_t>(starts.back()));
+    std::vector<double> values(indices.size());
+    for (int i = 0; i < program_.num_rows(); ++i) {
+      for (const Term& term : program_.terms(i)) {
+        const auto at = static_cast<std::size_t>(next[static_cast<std::size_t>(term.column)]++);
+        indices[at] = i;
+        values[at] = term.coeff.to_double();
+      }
+    }
+    std::vector<double> lower, upper;
+    for (int s = 0; s < program_.num_sides(); ++s) {
+      lower.push_back(number(program_.side(s).lower, -infinity));
+      upper.push_back(number(program_.side(s).upper, infinity));
+    }
+    clp_.loadProblem(model_, program_.num_columns(), program_.num_rows(), starts.data(), indices.data(), values.data(),
+                     lower.data(), upper.data(), nullptr, lower.data() + num_columns, upper.data() + num_columns);
+  }
+
+  // CLP runs in a thread of its own, so that somebody is there to poll the test. It looks at the limit after each
+  // iteration.
+  void run(const TerminationTest* test) {
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool is_running = true;
+    std::thread worker([&] {
+      is_primal() ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
+      const std::lock_guard<std::mutex> lock(mutex);
+      is_running = false;
+      ended.notify_one();
+    });
+    std::exception_ptr caught;
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!ended.wait_for(lock, poll_period, [&] { return !is_running; })) {
+      if (test == nullptr || caught != nullptr) continue;
+      try {
+        (*test)();
+      } catch (...) {
+        caught = std::current_exception();
+        clp_.setMaximumIterations(model_, 0);
+      }
+    }
+    lock.unlock();
+    worker.join();
+    if (caught != nullptr) std::rethrow_exception(caught);
+  }
+
+  bool is_primal() const { return method_ == Method::primal || method_ == Method::unscaled_primal; }
+
+  // Begins anew, from the basis of all rows.
+  void change(Method method) {
+    method_ = method;
+    const bool is_scaled = method == Method::dual || method == Method::primal;
+    clp_.scaling(model_, is_scaled ? automatic_scaling : 0);
+    for (int j = 0; j < program_.num_columns(); ++j) clp_.setColumnStatus(model_, j, at_lower);
+    for (int i = 0; i < program_.num_rows(); ++i) clp_.setRowStatus(model_, i, basic);
+  }
+
+  const ClpLibrary& clp_;
+  const LinearProgram& program_;
+  Clp_Simplex* model_;
+  Method method_ = Method::dual;
+};
+
+}  // namespace
+
+std::unique_ptr<Proposer> make_proposer(const LinearProgram& program) {
+  const ClpLibrary* const library = ClpLibrary::load();
+  return library == nullptr ? nullptr : std::make_unique<ClpProposer>(*library, program);
+}
+
+}  // namespace tarku::lp

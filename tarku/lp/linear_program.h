@@ -1,0 +1,59 @@
+// LinearProgram: bounds on unknowns and on sums of them, as a whole.
+//
+//   lower_j <= x_j <= upper_j                      for each column j
+//   lower_i <= sum of a_ij * x_j <= upper_i        for each row i, a_ij integers
+//
+// A bound may be missing, or strict. The *sides* of the program are its columns, and after them its rows.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "tarku/numbers/qnumber.h"
+
+namespace tarku::lp {
+
+struct Bound {
+  QNumber value;
+  bool is_strict = false;
+  int constraint = 0;  // the owner's name for it
+};
+
+struct Side {
+  std::optional<Bound> lower, upper;
+};
+
+struct Term {
+  int column;
+  QNumber coeff;  // an integer, not 0
+};
+
+class LinearProgram {
+ public:
+  int add_column() {
+    columns_.emplace_back();
+    return static_cast<int>(columns_.size()) - 1;
+  }
+  int add_row(std::vector<Term> terms) {
+    rows_.emplace_back();
+    terms_.push_back(std::move(terms));
+    return static_cast<int>(rows_.size()) - 1;
+  }
+  Side& column(int j) { return columns_[static_cast<std::size_t>(j)]; }
+  Side& row(int i) { return rows_[static_cast<std::size_t>(i)]; }
+
+  int num_columns() const { return static_cast<int>(columns_.size()); }
+  int num_rows() const { return static_cast<int>(rows_.size()); }
+  int num_sides() const { return num_columns() + num_rows(); }
+  const std::vector<Term>& terms(int i) const { return terms_[static_cast<std::size_t>(i)]; }
+  const Side& side(int s) const {
+    return s < num_columns() ? columns_[static_cast<std::size_t>(s)]
+                             : rows_[static_cast<std::size_t>(s - num_columns())];
+  }
+
+ private:
+  std::vector<Side> columns_, rows_;
+  std::vector<std::vector<Term>> terms_;  // of rows
+};
+
+}  // namespace tarku::lp

@@ -1,0 +1,39 @@
+// Proposer: a solver with floating-point numbers that proposes where to look.
+//
+// A proposal is a basis: for each side of the program, whether it is basic or at which of its bounds it stands; as many
+// sides are basic as there are rows. Nothing of it is believed.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "tarku/lp/linear_program.h"
+#include "tarku/termination_test.h"
+
+namespace tarku::lp {
+
+enum class Place : std::uint8_t { basic, lower, upper, free };
+using Basis = std::vector<Place>;  // by side
+
+// Ways to search, those first that are the fastest as a rule. Where one is led astray by rounding, another may not be.
+enum class Method : std::uint8_t { dual, unscaled_dual, primal, unscaled_primal };
+constexpr Method last_method = Method::unscaled_primal;
+
+class Proposer {
+ public:
+  virtual ~Proposer() = default;
+
+  // Searches on from where the last search with this method ended, for so many iterations at most, and proposes where
+  // it ends. Polls `test`, null for none; what it throws passes through. Empty when there is no proposal.
+  virtual Basis propose(Method method, int iterations, const TerminationTest* test) = 0;
+
+  // Looks through a magnifying glass from now on: for the differences from `values`, which satisfy the equations of the
+  // program, times `scale`.
+  virtual void zoom(const std::vector<QNumber>& values, const QNumber& scale) = 0;
+};
+
+// Null when no such solver is installed. The program must outlive the proposer.
+std::unique_ptr<Proposer> make_proposer(const LinearProgram& program);
+
+}  // namespace tarku::lp

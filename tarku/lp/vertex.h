@@ -1,0 +1,44 @@
+// Vertex: the exact point that a basis of a linear program stands for.
+//
+// The sides that are not basic stand at their bounds. A row whose side is basic defines that side and no more; the
+// other rows, over the columns that are basic, are a square system that determines them (the kernel).
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "tarku/lp/integer_system.h"
+#include "tarku/lp/linear_program.h"
+#include "tarku/lp/proposer.h"
+#include "tarku/termination_test.h"
+
+namespace tarku::lp {
+
+class Vertex {
+ public:
+  // Both must outlive the vertex. False when the basis is none.
+  bool compute(const LinearProgram& program, const Basis& basis, const TerminationTest* test);
+
+  // By side; they satisfy the equations of the program.
+  const std::vector<QNumber>& values() const { return values_; }
+
+  // Writes the sum of `costs` times the basic sides as a combination of the others. Both by side, 0 where they have
+  // none. Empty when that fails.
+  std::vector<QNumber> reduced(const std::vector<QNumber>& costs, const TerminationTest* test) const;
+
+ private:
+  bool is_basic(int side) const { return (*basis_)[static_cast<std::size_t>(side)] == Place::basic; }
+  void place_others();
+  bool set_kernel(const TerminationTest* test);
+  bool solve_kernel(const TerminationTest* test);
+  QNumber row_sum(int row) const;
+
+  const LinearProgram* program_ = nullptr;
+  const Basis* basis_ = nullptr;
+  std::vector<int> kernel_rows_, kernel_columns_;
+  std::vector<int> kernel_index_;  // by column, -1 when it is not basic
+  IntegerSystem kernel_;
+  std::vector<QNumber> values_;
+};
+
+}  // namespace tarku::lp
