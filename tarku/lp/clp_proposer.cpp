@@ -37,6 +37,7 @@ struct ClpLibrary {
   decltype(&::Clp_scaling) scaling;
   decltype(&::Clp_dual) dual;
   decltype(&::Clp_primal) primal;
+  decltype(&::Clp_status) status;
   decltype(&::Clp_getColumnStatus) getColumnStatus;
   decltype(&::Clp_getRowStatus) getRowStatus;
   decltype(&::Clp_setColumnStatus) setColumnStatus;
@@ -71,6 +72,7 @@ struct ClpLibrary {
     bind(&library.scaling, "Clp_scaling");
     bind(&library.dual, "Clp_dual");
     bind(&library.primal, "Clp_primal");
+    bind(&library.status, "Clp_status");
     bind(&library.getColumnStatus, "Clp_getColumnStatus");
     bind(&library.getRowStatus, "Clp_getRowStatus");
     bind(&library.setColumnStatus, "Clp_setColumnStatus");
@@ -79,8 +81,9 @@ struct ClpLibrary {
   }
 };
 
-// How CLP numbers the places of a basis, and one of its ways to scale.
+// How CLP numbers the places of a basis, its answers, and one of its ways to scale.
 enum : int { basic = 1, at_upper = 2, at_lower = 3, fixed = 5 };
+enum : int { optimal = 0, primal_infeasible = 1 };
 constexpr int automatic_scaling = 3;
 
 Place place(int status) {
@@ -109,26 +112,38 @@ class ClpProposer final : public Proposer {
   ClpProposer(const ClpProposer&) = delete;
   ClpProposer& operator=(const ClpProposer&) = delete;
 
-  Basis propose(Method method, int iterations, const TerminationTest* test) override {
+  Proposal propose(Method method, int iterations, const TerminationTest* test) override {
     if (method != method_) change(method);
     clp_.setMaximumIterations(model_, iterations);
     run(test);
-    Basis basis;
-    for (int j = 0; j < program_.num_columns(); ++j) basis.push_back(place(clp_.getColumnStatus(model_, j)));
-    for (int i = 0; i < program_.num_rows(); ++i) basis.push_back(place(clp_.getRowStatus(model_, i)));
-    const auto num_basic = std::count(basis.begin(), basis.end(), Place::basic);
-    return num_basic == program_.num_rows() ? basis : Basis();
+    Proposal result;
+    for (int j = 0; j < program_.num_columns(); ++j) result.basis.push_back(place(clp_.getColumnStatus(model_, j)));
+    for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
+    const auto num_basic = std::count(result.basis.begin(), result.basis.end(), Place::basic);
+    if (num_basic != program_.num_rows()) return {};
+    const int status = clp_.status(model_);
+    if (status == optimal) result.claim = Claim::feasible;
+    if (status == primal_infeasible) result.claim = Claim::infeasible;
+    return result;
   }
 
   void zoom(const std::vector<QNumber>& values, const QNumber& scale) override {
     for (int s = 0; s < program_.num_sides(); ++s) {
-      const bool is_column = s < program_.num_columns();
-      const int at = is_column ? s : s - program_.num_columns();
-      const Side& side = program_.side(s);
       const QNumber& value = values[static_cast<std::size_t>(s)];
-      (is_column ? clp_.columnLower : clp_.rowLower)(model_)[at] = magnified(side.lower, value, scale, -infinity);
-      (is_column ? clp_.columnUpper : clp_.rowUpper)(model_)[at] = magnified(side.upper, value, scale, infinity);
+      const Side& side = program_.side(s);
+      lower(s) = side.lower ? magnified(program_.inner_lower(s) - value, scale, -infinity) : -infinity;
+      upper(s) = side.upper ? magnified(program_.inner_upper(s) - value, scale, infinity) : infinity;
     }
+  }
+
+  void unzoom() override {
+    for (int s = 0; s < program_.num_sides(); ++s) refresh(s);
+  }
+
+  void refresh(int s) override {
+    const Side& side = program_.side(s);
+    lower(s) = side.lower ? program_.inner_lower(s).to_double() : -infinity;
+    upper(s) = side.upper ? program_.inner_upper(s).to_double() : infinity;
   }
 
  private:
@@ -136,14 +151,18 @@ class ClpProposer final : public Proposer {
   static constexpr std::chrono::milliseconds poll_period{10};
   static constexpr double far = 1e10;  // beyond it a bound is out of sight
 
-  static double magnified(const std::optional<Bound>& bound, const QNumber& value, const QNumber& scale, double none) {
-    if (!bound) return none;
-    const double result = ((bound->value - value) * scale).to_double();
+  static double magnified(const QNumber& distance, const QNumber& scale, double none) {
+    const double result = (distance * scale).to_double();
     return std::abs(result) > far ? none : result;
   }
 
-  static double number(const std::optional<Bound>& bound, double none) {
-    return bound ? bound->value.to_double() : none;
+  double& lower(int s) {
+    const int first_row = program_.num_columns();
+    return s < first_row ? clp_.columnLower(model_)[s] : clp_.rowLower(model_)[s - first_row];
+  }
+  double& upper(int s) {
+    const int first_row = program_.num_columns();
+    return s < first_row ? clp_.columnUpper(model_)[s] : clp_.rowUpper(model_)[s - first_row];
   }
 
   void load() {
@@ -163,13 +182,9 @@ class ClpProposer final : public Proposer {
         values[at] = term.coeff.to_double();
       }
     }
-    std::vector<double> lower, upper;
-    for (int s = 0; s < program_.num_sides(); ++s) {
-      lower.push_back(number(program_.side(s).lower, -infinity));
-      upper.push_back(number(program_.side(s).upper, infinity));
-    }
     clp_.loadProblem(model_, program_.num_columns(), program_.num_rows(), starts.data(), indices.data(), values.data(),
-                     lower.data(), upper.data(), nullptr, lower.data() + num_columns, upper.data() + num_columns);
+                     nullptr, nullptr, nullptr, nullptr, nullptr);
+    unzoom();
   }
 
   // CLP runs in a thread of its own, so that somebody is there to poll the test. It looks at the limit after each

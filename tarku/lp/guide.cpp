@@ -1,147 +1,151 @@
 #include "tarku/lp/guide.h"
 
 #include <algorithm>
-#include <cstddef>
-
-#include "tarku/lp/vertex.h"
+#include <optional>
 
 namespace tarku::lp {
 
 namespace {
 
+constexpr int max_rounds = 16;
+constexpr std::size_t max_attempts = 6;
+
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
 
-class Guide {
+// Lets the proposer look at the program itself again, however a search ends.
+class Unzoomed {
  public:
-  Guide(const LinearProgram& program, Proposer& proposer, const TerminationTest* test)
-      : program_(program), proposer_(proposer), test_(test) {}
-
-  Outcome consult() {
-    const int iterations = 10000 + 50 * program_.num_sides();
-    Method method = Method::dual;
-    std::optional<QNumber> last_excess;
-    for (int round = 0; round < max_rounds; ++round) {
-      const Basis basis = proposer_.propose(method, iterations, test_);
-      const bool is_basis = !basis.empty() && vertex_.compute(program_, basis, test_);
-      if (is_basis) {
-        find_violations();
-        if (violations_.empty()) return feasible();
-        Outcome outcome = look_for_conflict();
-        if (outcome.kind == Outcome::Kind::infeasible) return outcome;
-      }
-      // A vertex that is not close, or no closer than the last one, says that rounding has led astray.
-      if (is_basis && violations_.front().excess < last_excess.value_or(QNumber(1))) {
-        last_excess = violations_.front().excess;
-        proposer_.zoom(vertex_.values(), scale());
-      } else if (method != last_method) {
-        method = static_cast<Method>(static_cast<int>(method) + 1);
-      } else {
-        return {};
-      }
-    }
-    return {};
-  }
+  explicit Unzoomed(Proposer& proposer) : proposer_(proposer) {}
+  Unzoomed(const Unzoomed&) = delete;
+  Unzoomed& operator=(const Unzoomed&) = delete;
+  ~Unzoomed() { proposer_.unzoom(); }
 
  private:
-  static constexpr int max_rounds = 16;
-  static constexpr std::size_t max_attempts = 6;
-
-  struct Violation {
-    int side;
-    bool is_upper;
-    QNumber excess;
-  };
-
-  void find_violations() {
-    violations_.clear();
-    for (int s = 0; s < program_.num_sides(); ++s) {
-      const Side& side = program_.side(s);
-      const QNumber& value = vertex_.values()[at(s)];
-      if (side.lower) add_violation(s, false, side.lower->value - value, side.lower->is_strict);
-      if (side.upper) add_violation(s, true, value - side.upper->value, side.upper->is_strict);
-    }
-    std::sort(violations_.begin(), violations_.end(),
-              [](const Violation& a, const Violation& b) { return b.excess < a.excess; });
-  }
-
-  void add_violation(int side, bool is_upper, QNumber excess, bool is_strict) {
-    if (excess.is_positive() || (is_strict && excess.is_zero())) {
-      violations_.push_back({side, is_upper, std::move(excess)});
-    }
-  }
-
-  Outcome feasible() const {
-    Outcome outcome;
-    outcome.kind = Outcome::Kind::feasible;
-    outcome.values = vertex_.values();
-    return outcome;
-  }
-
-  // First among the violations all at once, which is where primal methods end; then one by one, where dual ones do.
-  Outcome look_for_conflict() const {
-    Outcome outcome = conflict_of(violations_.data(), violations_.size());
-    const std::size_t num_attempts = violations_.size() == 1 ? 0 : std::min(violations_.size(), max_attempts);
-    for (std::size_t i = 0; i < num_attempts && outcome.kind == Outcome::Kind::none; ++i) {
-      outcome = conflict_of(&violations_[i], 1);
-    }
-    return outcome;
-  }
-
-  // The violated bounds ask for a sum of their sides; the other sides, in whose terms it can be written, may not allow
-  // it.
-  Outcome conflict_of(const Violation* violations, std::size_t count) const {
-    std::vector<QNumber> costs(at(program_.num_sides()));
-    QNumber slack;  // what the bounds allow beyond what is asked for
-    bool is_strict = false;
-    Outcome outcome;
-    for (std::size_t i = 0; i < count; ++i) {
-      const Violation& v = violations[i];
-      costs[at(v.side)] = QNumber(v.is_upper ? -1 : 1);
-      if (!add_summand(v.side, v.is_upper, QNumber(1), &outcome, &slack, &is_strict)) return {};
-    }
-    const std::vector<QNumber> sum = vertex_.reduced(costs, test_);
-    if (sum.empty()) return {};
-    for (int s = 0; s < program_.num_sides(); ++s) {
-      const QNumber& factor = sum[at(s)];
-      if (factor.is_zero()) continue;
-      if (!add_summand(s, factor.is_positive(), factor.abs(), &outcome, &slack, &is_strict)) return {};
-    }
-    const bool is_conflict = slack.is_negative() || (slack.is_zero() && is_strict);
-    if (is_conflict) outcome.kind = Outcome::Kind::infeasible;
-    return is_conflict ? outcome : Outcome();
-  }
-
-  bool add_summand(int s, bool is_upper, const QNumber& multiplier, Outcome* outcome, QNumber* slack,
-                   bool* is_strict) const {
-    const std::optional<Bound>& bound = is_upper ? program_.side(s).upper : program_.side(s).lower;
-    if (!bound) return false;
-    is_upper ? slack->add_mul(multiplier, bound->value) : slack->sub_mul(multiplier, bound->value);
-    *is_strict = *is_strict || bound->is_strict;
-    outcome->conflict.push_back({s, is_upper, multiplier});
-    return true;
-  }
-
-  // A power of two that makes the largest violation some 1 to 2.
-  QNumber scale() const {
-    const QNumber& largest = violations_.front().excess;
-    QNumber result(1);
-    while (!largest.is_zero() && largest * result < QNumber(1)) result *= QNumber(2);
-    return result;
-  }
-
-  const LinearProgram& program_;
   Proposer& proposer_;
-  const TerminationTest* test_;
-  Vertex vertex_;
-  std::vector<Violation> violations_;  // the largest first
 };
 
 }  // namespace
 
-Outcome consult(const LinearProgram& program, Proposer& proposer, const TerminationTest* test) {
-  return Guide(program, proposer, test).consult();
+Outcome Guide::decide(const TerminationTest* test) {
+  const Unzoomed unzoomed(proposer_);
+  Method method = Method::dual;
+  std::optional<QNumber> last_excess;
+  for (int round = 0; round < max_rounds; ++round) {
+    const Proposal proposal = proposer_.propose(method, iteration_limit(), test);
+    const bool is_basis = !proposal.basis.empty() && vertex_.compute(program_, proposal.basis, test);
+    if (is_basis) {
+      find_violations();
+      if (violations_.empty()) return feasible();
+      Outcome outcome = look_for_conflict(test);
+      if (outcome.kind == Outcome::Kind::infeasible) return outcome;
+    }
+    // A vertex that is not close, or no closer than the last one, says that rounding has led astray.
+    const bool is_closer = is_basis && violations_.front().excess < last_excess.value_or(QNumber(1));
+    if (is_basis && !wanted_margin_.is_zero()) {
+      program_.set_margin(wanted_margin_);
+      proposer_.zoom(vertex_.values(), scale());
+    } else if (is_closer) {
+      last_excess = violations_.front().excess;
+      proposer_.zoom(vertex_.values(), scale());
+    } else if (method != last_method) {
+      method = static_cast<Method>(static_cast<int>(method) + 1);
+    } else {
+      return {};
+    }
+  }
+  return {};
+}
+
+Outcome Guide::look(const TerminationTest* test) {
+  const Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
+  if (proposal.claim != Claim::infeasible || !vertex_.compute(program_, proposal.basis, test)) return {};
+  find_violations();
+  return violations_.empty() ? Outcome() : look_for_conflict(test);
+}
+
+void Guide::find_violations() {
+  violations_.clear();
+  for (int s = 0; s < program_.num_sides(); ++s) {
+    const QNumber& value = vertex_.values()[at(s)];
+    if (program_.side(s).lower) add_violation(s, false, program_.inner_lower(s) - value);
+    if (program_.side(s).upper) add_violation(s, true, value - program_.inner_upper(s));
+  }
+  std::sort(violations_.begin(), violations_.end(),
+            [](const Violation& a, const Violation& b) { return b.excess < a.excess; });
+}
+
+void Guide::add_violation(int side, bool is_upper, QNumber excess) {
+  if (excess.is_positive()) violations_.push_back({side, is_upper, std::move(excess)});
+}
+
+Outcome Guide::feasible() const {
+  Outcome outcome;
+  outcome.kind = Outcome::Kind::feasible;
+  outcome.values = vertex_.values();
+  return outcome;
+}
+
+// First among the violations all at once, which is where primal methods end; then one by one, where dual ones do.
+Outcome Guide::look_for_conflict(const TerminationTest* test) {
+  wanted_margin_ = QNumber();
+  Outcome outcome = conflict_of(violations_.data(), violations_.size(), test);
+  const std::size_t num_attempts = violations_.size() == 1 ? 0 : std::min(violations_.size(), max_attempts);
+  for (std::size_t i = 0; i < num_attempts && outcome.kind == Outcome::Kind::none; ++i) {
+    outcome = conflict_of(&violations_[i], 1, test);
+  }
+  return outcome;
+}
+
+struct Guide::Sum {
+  Outcome outcome;
+  QNumber slack;   // what the bounds allow beyond what is asked for
+  QNumber strict;  // the multipliers of strict bounds
+};
+
+// The violated bounds ask for a sum of their sides; the other sides, in whose terms it can be written, may not allow
+// it.
+Outcome Guide::conflict_of(const Violation* violations, std::size_t count, const TerminationTest* test) {
+  std::vector<QNumber> costs(at(program_.num_sides()));
+  Sum sum;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Violation& v = violations[i];
+    costs[at(v.side)] = QNumber(v.is_upper ? -1 : 1);
+    if (!add_summand(v.side, v.is_upper, QNumber(1), &sum)) return {};
+  }
+  const std::vector<QNumber> reduced = vertex_.reduced(costs, test);
+  if (reduced.empty()) return {};
+  for (int s = 0; s < program_.num_sides(); ++s) {
+    const QNumber& factor = reduced[at(s)];
+    if (factor.is_zero()) continue;
+    if (!add_summand(s, factor.is_positive(), factor.abs(), &sum)) return {};
+  }
+  if (sum.slack.is_negative() || (sum.slack.is_zero() && sum.strict.is_positive())) {
+    sum.outcome.kind = Outcome::Kind::infeasible;
+    return std::move(sum.outcome);
+  }
+  // It is one only for those who keep the margin.
+  const bool asks_too_much = sum.slack < sum.strict * program_.margin();
+  if (asks_too_much) wanted_margin_ = sum.slack / (sum.strict * QNumber(2));
+  return {};
+}
+
+bool Guide::add_summand(int s, bool is_upper, const QNumber& multiplier, Sum* sum) const {
+  const std::optional<Bound>& bound = is_upper ? program_.side(s).upper : program_.side(s).lower;
+  if (!bound) return false;
+  is_upper ? sum->slack.add_mul(multiplier, bound->value) : sum->slack.sub_mul(multiplier, bound->value);
+  if (bound->is_strict) sum->strict += multiplier;
+  sum->outcome.conflict.push_back({s, is_upper, multiplier});
+  return true;
+}
+
+// A power of two that makes the largest violation some 1 to 2.
+QNumber Guide::scale() const {
+  const QNumber& largest = violations_.front().excess;
+  QNumber result(1);
+  while (largest * result < QNumber(1)) result *= QNumber(2);
+  return result;
 }
 
 }  // namespace tarku::lp

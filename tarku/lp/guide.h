@@ -10,10 +10,13 @@
 // contradiction.
 #pragma once
 
+#include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "tarku/lp/linear_program.h"
 #include "tarku/lp/proposer.h"
+#include "tarku/lp/vertex.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::lp {
@@ -31,7 +34,42 @@ struct Outcome {
   std::vector<Summand> conflict;  // infeasible: the bounds, so multiplied, add up to a contradiction
 };
 
-// Gives none when the proposals lead nowhere. Polls `test`, null for none; what it throws passes through.
-Outcome consult(const LinearProgram& program, Proposer& proposer, const TerminationTest* test);
+class Guide {
+ public:
+  // Both must outlive the guide. The bounds of the program may change between the calls, when refresh is told.
+  Guide(LinearProgram& program, Proposer& proposer) : program_(program), proposer_(proposer) {}
+
+  void refresh(int side) { proposer_.refresh(side); }
+
+  // Decides the program; gives none when the proposals lead nowhere. Polls `test`, null for none; what it throws passes
+  // through.
+  Outcome decide(const TerminationTest* test);
+
+  // Looks whether the program is infeasible, and believes at once that it is not.
+  Outcome look(const TerminationTest* test);
+
+ private:
+  struct Violation {
+    int side;
+    bool is_upper;
+    QNumber excess;
+  };
+  struct Sum;
+
+  int iteration_limit() const { return 10000 + 50 * program_.num_sides(); }
+  void find_violations();
+  void add_violation(int side, bool is_upper, QNumber excess);
+  Outcome feasible() const;
+  Outcome look_for_conflict(const TerminationTest* test);
+  Outcome conflict_of(const Violation* violations, std::size_t count, const TerminationTest* test);
+  bool add_summand(int side, bool is_upper, const QNumber& multiplier, Sum* sum) const;
+  QNumber scale() const;
+
+  LinearProgram& program_;
+  Proposer& proposer_;
+  Vertex vertex_;
+  std::vector<Violation> violations_;  // the largest first
+  QNumber wanted_margin_;              // a smaller one, with which a failed conflict might have been one; or zero
+};
 
 }  // namespace tarku::lp

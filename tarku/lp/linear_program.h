@@ -3,9 +3,11 @@
 //   lower_j <= x_j <= upper_j                      for each column j
 //   lower_i <= sum of a_ij * x_j <= upper_i        for each row i, a_ij integers
 //
-// A bound may be missing, or strict. The *sides* of the program are its columns, and after them its rows.
+// A bound may be missing, or strict. The *sides* of the program are its columns, and after them its rows. Searches keep
+// a margin from strict bounds, so that none is reached.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -39,6 +41,13 @@ class LinearProgram {
     terms_.push_back(std::move(terms));
     return static_cast<int>(rows_.size()) - 1;
   }
+  // The margin is positive.
+  void set_margin(const QNumber& margin) { margin_ = margin; }
+  const QNumber& margin() const { return margin_; }
+  // How far the side may go.
+  QNumber inner_lower(int s) const { return inner(*side(s).lower, margin_); }
+  QNumber inner_upper(int s) const { return inner(*side(s).upper, margin_.neg()); }
+
   Side& column(int j) { return columns_[static_cast<std::size_t>(j)]; }
   Side& row(int i) { return rows_[static_cast<std::size_t>(i)]; }
 
@@ -46,12 +55,21 @@ class LinearProgram {
   int num_rows() const { return static_cast<int>(rows_.size()); }
   int num_sides() const { return num_columns() + num_rows(); }
   const std::vector<Term>& terms(int i) const { return terms_[static_cast<std::size_t>(i)]; }
+  Side& side(int s) {
+    return s < num_columns() ? columns_[static_cast<std::size_t>(s)]
+                             : rows_[static_cast<std::size_t>(s - num_columns())];
+  }
   const Side& side(int s) const {
     return s < num_columns() ? columns_[static_cast<std::size_t>(s)]
                              : rows_[static_cast<std::size_t>(s - num_columns())];
   }
 
  private:
+  static QNumber inner(const Bound& bound, const QNumber& step) {
+    return bound.is_strict ? bound.value + step : bound.value;
+  }
+
+  QNumber margin_{1, std::int64_t{1} << 20};
   std::vector<Side> columns_, rows_;
   std::vector<std::vector<Term>> terms_;  // of rows
 };

@@ -1,7 +1,8 @@
 // Proposer: a solver with floating-point numbers that proposes where to look.
 //
 // A proposal is a basis: for each side of the program, whether it is basic or at which of its bounds it stands; as many
-// sides are basic as there are rows. Nothing of it is believed.
+// sides are basic as there are rows. With it comes a claim, that the program has a solution or not. Nothing of it is
+// believed.
 #pragma once
 
 #include <cstdint>
@@ -20,17 +21,28 @@ using Basis = std::vector<Place>;  // by side
 enum class Method : std::uint8_t { dual, unscaled_dual, primal, unscaled_primal };
 constexpr Method last_method = Method::unscaled_primal;
 
+enum class Claim : std::uint8_t { none, feasible, infeasible };
+struct Proposal {
+  Basis basis;  // empty when there is none
+  Claim claim = Claim::none;
+};
+
 class Proposer {
  public:
   virtual ~Proposer() = default;
 
   // Searches on from where the last search with this method ended, for so many iterations at most, and proposes where
-  // it ends. Polls `test`, null for none; what it throws passes through. Empty when there is no proposal.
-  virtual Basis propose(Method method, int iterations, const TerminationTest* test) = 0;
+  // it ends. Polls `test`, null for none; what it throws passes through.
+  virtual Proposal propose(Method method, int iterations, const TerminationTest* test) = 0;
 
   // Looks through a magnifying glass from now on: for the differences from `values`, which satisfy the equations of the
   // program, times `scale`.
   virtual void zoom(const std::vector<QNumber>& values, const QNumber& scale) = 0;
+  // Looks at the program as it is, again.
+  virtual void unzoom() = 0;
+
+  // The bounds of a side have changed. Needs: not zoomed.
+  virtual void refresh(int side) = 0;
 };
 
 // Null when no such solver is installed. The program must outlive the proposer.

@@ -75,9 +75,9 @@ void Vertex::place_others() {
     if (place == Place::basic || place == Place::free) continue;
     const bool at_upper = side.upper && (place == Place::upper || !side.lower);
     if (at_upper) {
-      values_[at(s)] = side.upper->value;
+      values_[at(s)] = program_->inner_upper(s);
     } else if (side.lower) {
-      values_[at(s)] = side.lower->value;
+      values_[at(s)] = program_->inner_lower(s);
     }
   }
 }

@@ -66,7 +66,7 @@ void ConjunctionGuide::bound_below(lp::Side* side, const AtomTable::Bound& bound
 lp::Outcome::Kind ConjunctionGuide::decide(const TerminationTest* test) {
   const std::unique_ptr<lp::Proposer> proposer = lp::make_proposer(program_);
   if (proposer == nullptr) return lp::Outcome::Kind::none;
-  const lp::Outcome outcome = lp::consult(program_, *proposer, test);
+  const lp::Outcome outcome = lp::Guide(program_, *proposer).decide(test);
   if (outcome.kind == lp::Outcome::Kind::infeasible) read_conflict(outcome);
   if (outcome.kind != lp::Outcome::Kind::feasible) return outcome.kind;
   read_values(outcome);
