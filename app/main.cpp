@@ -3,42 +3,47 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "app/packed_source.h"
+#include "tarku/numbers/allocation.h"
 #include "tarku/smt/engine.h"
 #include "tarku/smtlib/interpreter.h"
 #include "tarku/smtlib/version.h"
 
 namespace {
 
-enum ExitStatus : int { exit_fine = 0, exit_errors_in_input = 1, exit_usage_or_io = 2, exit_interrupted = 130 };
+enum ExitStatus : int { exit_fine = 0, exit_errors_in_input = 1, exit_usage_or_io = 2, exit_signal = 128 };
 
 constexpr const char* summary =
     "Decides SMT-LIB 2.6 scripts and SMT-LIB 1.2 benchmarks in QF_LRA and QF_RDL with exact arithmetic.";
 
 constexpr const char* footnote =
     "Exit status: 0 when all is fine, 1 when the script has errors (each is reported as it is met and the session\n"
-    "goes on), 2 for wrong usage or unreadable input, 130 when interrupted. An interrupt (Ctrl-C) during a check\n"
-    "makes it answer unknown; a second one, or one at any other time, ends the program. An answer that does not stand\n"
-    "its check is not given: the program prints what it knows on standard error and aborts.";
+    "goes on), 2 for wrong usage or unreadable input, 130 when interrupted, 143 when terminated. An interrupt "
+    "(Ctrl-C)\n"
+    "or SIGTERM during a check makes it answer unknown; a second one, or one at any other time, ends the program. An\n"
+    "answer that does not stand its check is not given: the program prints what it knows on standard error and aborts.";
 
 struct Settings {
   std::string file;
   int verbosity = 0;
   bool statistics = false;
   double check_seconds = 0;
+  double memory_mebibytes = 0;
   bool check_answers = true;
   std::string proof_file;
   std::string real_format = "smtlib";
 };
 
 void describe_options(CLI::App* app, Settings* settings) {
-  constexpr double most_seconds = 1e9;
+  constexpr double most_seconds = 1e9, most_mebibytes = 1e9;
   app->footer(footnote);
   app->set_version_flag("--version", "tarku " + std::string(tarku::smtlib::version));
   app->add_option("FILE", settings->file,
@@ -51,6 +56,11 @@ void describe_options(CLI::App* app, Settings* settings) {
                   "Let each check answer unknown after so many seconds; 0 (the default) for no limit")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.0, most_seconds));
+  app->add_option("--memory", settings->memory_mebibytes,
+                  "Let a check answer unknown when the program comes to occupy so much memory; 0 (the default) for no "
+                  "limit")
+      ->type_name("MIB")
+      ->check(CLI::Range(0.0, most_mebibytes));
   app->add_flag("--check-answers,!--no-check-answers", settings->check_answers,
                 "Check the model or the certificate before each answer (the default), or trust the search");
   app->add_option("--proof", settings->proof_file, "Write the certificate of every unsat to this file")
@@ -66,8 +76,8 @@ void describe_options(CLI::App* app, Settings* settings) {
 
 tarku::smtlib::Interrupt interrupt;
 
-extern "C" void handle_interrupt(int) {
-  if (!interrupt.request()) _exit(exit_interrupted);
+extern "C" void handle_signal(int signal) {
+  if (!interrupt.request()) _exit(exit_signal + signal);
 }
 
 std::ofstream open_for_proofs(const std::string& name) {
@@ -81,10 +91,12 @@ std::ofstream open_for_proofs(const std::string& name) {
 int run(const Settings& settings) {
   using tarku::smtlib::Interpreter;
   using tarku::smtlib::Source;
+  constexpr double bytes_per_mebibyte = 1 << 20;
   std::ofstream proofs = open_for_proofs(settings.proof_file);
   Interpreter interpreter(std::cout, std::cerr,
-                          {settings.verbosity, settings.check_seconds, &interrupt, settings.check_answers,
-                           settings.proof_file.empty() ? nullptr : &proofs,
+                          {settings.verbosity, settings.check_seconds,
+                           static_cast<std::uint64_t>(settings.memory_mebibytes * bytes_per_mebibyte), &interrupt,
+                           settings.check_answers, settings.proof_file.empty() ? nullptr : &proofs,
                            tarku::smtlib::parse_real_format(settings.real_format).value()});
   const bool is_file = !settings.file.empty();
   const std::string name = is_file ? settings.file : "<stdin>";
@@ -107,12 +119,17 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? exit_fine : exit_usage_or_io;
   }
-  std::signal(SIGINT, handle_interrupt);
+  tarku::throw_when_numbers_run_out_of_memory();
+  std::signal(SIGINT, handle_signal);
+  std::signal(SIGTERM, handle_signal);
   try {
     return run(settings);
   } catch (const tarku::smt::AnswerRefused& refusal) {
     std::cerr << refusal.dump() << "tarku: internal error: " << refusal.what() << std::endl;
     std::abort();
+  } catch (const std::bad_alloc&) {
+    std::cerr << "tarku: out of memory" << std::endl;
+    return exit_usage_or_io;
   } catch (const std::exception& error) {
     std::cerr << "tarku: " << error.what() << std::endl;
     return exit_usage_or_io;

@@ -1,37 +1,23 @@
-// A search that is stopped from outside answers unknown, and the session goes on.
-#include <chrono>
+// A check that is limited, or stopped by another thread, answers unknown, and the session goes on.
+#include <cstdint>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "tarku/numbers/allocation.h"
 #include "tarku/smt/engine.h"
 #include "tarku/smt/term.h"
-#include "tarku/termination_test.h"
 
 using tarku::QNumber;
+using tarku::smt::Answer;
+using tarku::smt::Engine;
 using tarku::smt::Op;
 using tarku::smt::Term;
+using tarku::smt::TermManager;
 
-// Polled during the search, also in the midst of a pivot. A flag that another thread sets works the same way.
-class Deadline : public tarku::TerminationTest {
- public:
-  explicit Deadline(std::chrono::milliseconds time) : end_(std::chrono::steady_clock::now() + time) {}
-  void operator()() const override {
-    if (std::chrono::steady_clock::now() < end_) return;
-    tarku::smt::Interrupted stop;
-    stop << "timeout";
-    throw stop;
-  }
-
- private:
-  std::chrono::steady_clock::time_point end_;
-};
-
-int main() {
-  tarku::smt::TermManager terms;
-  tarku::smt::Engine engine(terms);
-  // More pigeons than holes: every pigeon sits at a whole number below 9, and no two at the same one.
-  constexpr int holes = 9;
+// More pigeons than holes: every pigeon sits at a whole number below `holes`, and no two at the same one.
+void assert_pigeons(TermManager& terms, Engine& engine, int holes) {
   std::vector<Term> pigeons;
   for (int i = 0; i <= holes; ++i)
     pigeons.push_back(terms.mk_symbol("pigeon" + std::to_string(i), tarku::smt::Sort::real));
@@ -41,16 +27,36 @@ int main() {
       places.push_back(terms.mk(Op::equal, pigeon, terms.mk_real(QNumber(hole))));
     engine.assert_term(terms.mk(Op::or_op, places));
   }
-  engine.push();
   engine.assert_term(terms.mk(Op::distinct, pigeons));
+}
 
-  Deadline deadline(std::chrono::milliseconds(50));
-  engine.set_termination_test(&deadline);
-  const tarku::smt::Answer answer = engine.check();
-  std::cout << (answer == tarku::smt::Answer::unknown ? "stopped: " + engine.reason_unknown() : "decided in time")
-            << '\n';
+int main() {
+  tarku::throw_when_numbers_run_out_of_memory();
+  TermManager terms;
+  Engine engine(terms);
+  engine.push();
+  assert_pigeons(terms, engine, 12);
 
-  engine.set_termination_test(nullptr);
+  // [limits]
+  tarku::smt::Limits limits;
+  limits.seconds = 0.05;
+  limits.memory = std::uint64_t{1} << 30;  // bytes
+  limits.work = 100000000;                 // steps, the same on every machine
+  engine.set_limits(limits);
+  if (engine.check() == Answer::unknown) std::cout << "stopped: " << engine.reason_unknown() << '\n';
+  // [/limits]
+  if (engine.reason_unknown() != "timeout") return 1;
+
+  // [thread]
+  engine.set_limits({});
+  std::thread other([&engine] {
+    while (!engine.interrupt()) std::this_thread::yield();  // false as long as no check is running
+  });
+  const Answer answer = engine.check();
+  other.join();
+  // [/thread]
+  std::cout << "stopped: " << engine.reason_unknown() << '\n';
+
   engine.pop();
-  return engine.check() == tarku::smt::Answer::sat && answer != tarku::smt::Answer::sat ? 0 : 1;
+  return answer == Answer::unknown && engine.check() == Answer::sat ? 0 : 1;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cassert>
 #include <functional>
+#include <utility>
 
 namespace tarku::proof {
 
@@ -26,6 +27,7 @@ std::vector<EquationSpan::Multiple> EquationSpan::reduce(std::vector<Monomial>* 
   std::vector<Multiple> result;
   for (std::size_t k = rows_.size(); k-- > 0;) {
     if (factors[k].is_zero()) continue;
+    if (poll_) poll_();
     for (const auto& [j, l] : rows_[k].l_) factors[j].sub_mul(l, factors[k]);
     result.push_back({rows_[k].equation, factors[k]});
   }
@@ -36,6 +38,18 @@ std::vector<EquationSpan::Multiple> EquationSpan::reduce(std::vector<Monomial>* 
 EquationSpan::RowMultiples EquationSpan::eliminate(std::vector<Monomial>* form) {
   load(*form);
   RowMultiples multiples;
+  try {
+    multiples = eliminate_loaded();
+  } catch (...) {
+    abandon();
+    throw;
+  }
+  unload(form);
+  return multiples;
+}
+
+EquationSpan::RowMultiples EquationSpan::eliminate_loaded() {
+  RowMultiples multiples;
   while (!heap_.empty()) {
     std::pop_heap(heap_.begin(), heap_.end(), std::greater<>());
     const std::size_t index = heap_.back();
@@ -43,11 +57,17 @@ EquationSpan::RowMultiples EquationSpan::eliminate(std::vector<Monomial>* form) 
     const Row& row = rows_[index];
     const QNumber& value = values_[static_cast<std::size_t>(row.pivot)];
     if (value.is_zero()) continue;
+    if (poll_) poll_();
     multiples.emplace_back(index, value / row.pivot_coeff);
     subtract(row, multiples.back().second);
   }
-  unload(form);
   return multiples;
+}
+
+void EquationSpan::abandon() {
+  heap_.clear();
+  std::vector<Monomial> form;
+  unload(&form);
 }
 
 void EquationSpan::load(const std::vector<Monomial>& form) {

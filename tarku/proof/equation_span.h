@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -36,6 +37,9 @@ class EquationSpan {
 
   bool is_empty() const { return rows_.empty(); }
 
+  // Called every now and then by add and reduce. When it throws, the call has had no effect, except on the form.
+  void set_poll(std::function<void()> poll) { poll_ = std::move(poll); }
+
  private:
   struct Row {
     int equation;
@@ -47,6 +51,8 @@ class EquationSpan {
   using RowMultiples = std::vector<std::pair<std::size_t, QNumber>>;  // ascending by row
 
   RowMultiples eliminate(std::vector<Monomial>* form);
+  RowMultiples eliminate_loaded();
+  void abandon();
   void load(const std::vector<Monomial>& form);
   void touch(int variable);
   void subtract(const Row& row, const QNumber& factor);
@@ -54,6 +60,7 @@ class EquationSpan {
 
   std::vector<Row> rows_;
   std::vector<int> row_of_;  // by variable: the row whose pivot it is, -1 when none
+  std::function<void()> poll_;
 
   // The form in work: dense values, the variables that have one, and the rows whose pivots may be among them.
   std::vector<QNumber> values_;

@@ -13,11 +13,11 @@ namespace tarku::smt {
 using proof::Refutation;
 
 BooleanSearch::BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms,
-                             proof::Constraints& constraints, Base& base, bool is_logged)
+                             proof::Constraints& constraints, Base& base, bool is_logged, std::uint64_t seed)
     : atoms_(atoms),
       constraints_(constraints),
       base_(base),
-      clauses_(terms, linearizer, atoms, constraints, is_logged),
+      clauses_(terms, linearizer, atoms, constraints, is_logged, seed),
       clausifier_(terms, linearizer, atoms, clauses_) {
   clauses_.set_literal_finder([this](int constraint) { return clausifier_.find_literal(constraint); });
   clauses_.solver().connect(*this);

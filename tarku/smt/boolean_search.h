@@ -5,6 +5,7 @@
 // clause; the guard of its level is.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <unordered_map>
 #include <unordered_set>
@@ -40,9 +41,9 @@ class BooleanSearch : private sat::Theory {
     virtual void found_model() = 0;                    // the values of the theory's solver satisfy everything
   };
 
-  // All must outlive the search. `is_logged`: certificates and cores are wanted.
+  // All must outlive the search. `is_logged`: certificates and cores are wanted. `seed`: of the SAT solver.
   BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms, proof::Constraints& constraints,
-                Base& base, bool is_logged);
+                Base& base, bool is_logged, std::uint64_t seed = 0);
 
   ClauseBase& clauses() { return clauses_; }
   Clausifier& clausifier() { return clausifier_; }

@@ -10,6 +10,7 @@
 
 #include "tarku/exception.h"
 #include "tarku/sat/cadical_solver.h"
+#include "tarku/termination_test.h"
 
 namespace tarku::smt {
 
@@ -24,9 +25,11 @@ constexpr int first_log_variable = 1 << 29;
 }  // namespace
 
 ClauseBase::ClauseBase(const TermManager& terms, Linearizer& linearizer, AtomTable& atoms,
-                       proof::Constraints& constraints, bool is_logged)
+                       proof::Constraints& constraints, bool is_logged, std::uint64_t seed)
     : terms_(terms), linearizer_(linearizer), atoms_(atoms), constraints_(constraints) {
+  constexpr std::uint64_t num_seeds = 2000000000;  // of CaDiCaL
   sat::Options options;
+  options.seed = static_cast<int>(seed % num_seeds);
   if (is_logged) {
     log_.emplace();
     options.proof = this;
@@ -37,6 +40,10 @@ ClauseBase::ClauseBase(const TermManager& terms, Linearizer& linearizer, AtomTab
 ClauseBase::~ClauseBase() = default;
 
 // ==== clauses ====
+
+void ClauseBase::poll() const {
+  if (test_ != nullptr) (*test_)();
+}
 
 int ClauseBase::new_guard() {
   const int guard = new_observed_variable();
@@ -54,10 +61,12 @@ void ClauseBase::add_input(std::uint64_t source, Clause clause, int guard) {
 }
 
 void ClauseBase::gate_clause(int variable, const Clause& clause) {
+  poll();
   add(clause, log_ ? log_->gate(variable, clause) : no_step);
 }
 
 void ClauseBase::conditional_clause(int real_variable, const Clause& clause) {
+  poll();
   add(clause, log_ ? log_->branch(real_variable, clause) : no_step);
 }
 
@@ -70,6 +79,7 @@ void ClauseBase::split_clause(const Clause& clause) {
 }
 
 void ClauseBase::case_clause(int atom, int real_variable, int selector, int case_literal, const Clause& clause) {
+  poll();
   if (!log_) return add(clause, no_step);
   const bool is_atom_true = std::find(clause.begin(), clause.end(), -atom) != clause.end();
   add(clause, case_lemma(real_variable, selector, is_atom_true ? atom : -atom,
@@ -199,11 +209,13 @@ ClauseBase::Meaning& ClauseBase::meaning(int variable) {
 }
 
 void ClauseBase::symbol(int variable, Term symbol) {
+  poll();
   meaning(variable) = {Kind::symbol, 0, 0, static_cast<int>(symbol.id())};
   named_.push_back(variable);
 }
 
 void ClauseBase::atom(int variable, int when_true, int when_false) {
+  poll();
   meaning(variable) = {Kind::atom, 0, 0, when_true};
   named_.push_back(variable);
   if (!solver_->is_observed(variable)) return;
@@ -222,6 +234,7 @@ int ClauseBase::constraint_of(int variable) const {
 }
 
 void ClauseBase::set_gate(int variable, Kind kind, const Clause& args) {
+  poll();
   meaning(variable) = {kind, static_cast<std::uint32_t>(args_.size()), static_cast<std::uint32_t>(args.size()), 0};
   args_.insert(args_.end(), args.begin(), args.end());
 }

@@ -22,6 +22,10 @@
 #include "tarku/smt/proof_log.h"
 #include "tarku/smt/term.h"
 
+namespace tarku {
+class TerminationTest;
+}
+
 namespace tarku::smt {
 
 class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofListener {
@@ -31,14 +35,19 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
     int when_true = 0, when_false = 0;
   };
 
-  // All must outlive the base. `is_logged`: certificates and cores are wanted.
+  // All must outlive the base. `is_logged`: certificates and cores are wanted. `seed`: of the SAT solver.
   ClauseBase(const TermManager& terms, Linearizer& linearizer, AtomTable& atoms, proof::Constraints& constraints,
-             bool is_logged);
+             bool is_logged, std::uint64_t seed = 0);
   ~ClauseBase() override;
   // Gives the literal by which clauses speak of a constraint, 0 when none does.
   void set_literal_finder(std::function<int(int)> find_literal) { find_literal_ = std::move(find_literal); }
 
+  // Polled while formulas are turned into clauses and certificates are told; null for none. An exception that it throws
+  // in the midst of a formula leaves clauses that are of no use.
+  void set_termination_test(const TerminationTest* test) { test_ = test; }
+
   sat::Solver& solver() { return *solver_; }
+  const sat::Solver& solver() const { return *solver_; }
   bool is_logged() const { return log_.has_value(); }
   const Atom& atom(int variable) const { return atoms_of_[static_cast<std::size_t>(variable)]; }
   // The atoms that the theory is to see, in the order in which they came.
@@ -98,6 +107,7 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
     int variable;
   };
 
+  void poll() const;
   Meaning& meaning(int variable);
   void set_gate(int variable, Kind kind, const Clause& args);
   void add(const Clause& clause, ProofLog::Id step);
@@ -112,7 +122,10 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
 
   // ---- Vocabulary ----
   void begin() override;
-  void declare(int variable, proof::CertificateSink& sink) override { declare_all({false, variable}, sink); }
+  void declare(int variable, proof::CertificateSink& sink) override {
+    poll();
+    declare_all({false, variable}, sink);
+  }
   void declare_all(Thing root, proof::CertificateSink& sink);
   std::vector<Thing> parts_of(Thing thing);
   void declare_one(Thing thing, proof::CertificateSink& sink);
@@ -133,6 +146,7 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
   std::function<int(int)> find_literal_;
   std::optional<ProofLog> log_;
   std::unique_ptr<sat::Solver> solver_;
+  const TerminationTest* test_ = nullptr;
 
   std::vector<Meaning> meanings_;  // by variable
   std::vector<Atom> atoms_of_;     // by variable

@@ -2,16 +2,33 @@
 #include "tarku/smt/core_minimizer.h"
 
 #include <algorithm>
+#include <string>
 
 #include "tarku/smt/engine.h"
-#include "tarku/termination_test.h"
 
 namespace tarku::smt {
 
+namespace {
+
+// What stops a check stops the minimisation, except for the limit of the check itself.
+constexpr const char* work_exhausted = "resourceout";
+
+[[noreturn]] void pass_on(const std::string& reason) {
+  Interrupted stopped;
+  stopped << reason;
+  throw stopped;
+}
+
+}  // namespace
+
 std::vector<std::size_t> minimize_core(TermManager& terms, const std::vector<Term>& background,
-                                       const std::vector<Term>& candidates, TerminationTest* test) {
+                                       const std::vector<Term>& candidates, const TerminationTest* test,
+                                       std::uint64_t work) {
   Engine engine(terms);
   engine.set_termination_test(test);
+  Limits limits;
+  limits.work = work;
+  engine.set_limits(limits);
   for (const Term formula : background) engine.assert_term(formula);
   std::vector<std::size_t> needed;
   std::vector<std::size_t> open(candidates.size());
@@ -22,8 +39,9 @@ std::vector<std::size_t> minimize_core(TermManager& terms, const std::vector<Ter
     engine.push();
     std::vector<int> index_of;
     for (const std::size_t other : open) index_of.push_back(engine.assert_term(candidates[other]));
-    const bool is_superfluous = engine.check() == Answer::unsat;
-    if (test != nullptr) (*test)();  // an interrupted check says nothing
+    const Answer answer = engine.check();
+    if (answer == Answer::unknown && engine.reason_unknown() != work_exhausted) pass_on(engine.reason_unknown());
+    const bool is_superfluous = answer == Answer::unsat;
     const std::vector<int> core = is_superfluous ? engine.unsat_core() : std::vector<int>();
     engine.pop();
     if (!is_superfluous) {

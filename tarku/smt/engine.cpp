@@ -5,7 +5,10 @@
 #include <cassert>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <sstream>
+#include <type_traits>
+#include <utility>
 
 #include "tarku/la/lasolver.h"
 #include "tarku/proof/certificate.h"
@@ -13,6 +16,7 @@
 #include "tarku/smt/conjunction_guide.h"
 #include "tarku/smt/core_minimizer.h"
 #include "tarku/smt/flatten.h"
+#include "tarku/smt/memory.h"
 #include "tarku/smt/pacing.h"
 #include "tarku/smt/term_assertions.h"
 #include "tarku/termination_test.h"
@@ -22,7 +26,7 @@ namespace tarku::smt {
 namespace {
 
 // The termination test is polled once per so many steps of the cheap loops outside the search.
-constexpr std::size_t poll_period = 256;
+constexpr std::size_t poll_period = 16;
 
 // An infinitesimal above (direction 1) or below (-1) `value`, or just there (0).
 la::DNumber shifted(const QNumber& value, int direction) {
@@ -62,7 +66,7 @@ class Engine::Collector : public LiteralSink {
 
   void linear_literal(Term, Term left, Relation relation, Term right) override {
     LinearForm& form = engine_.form_;
-    engine_.linearizer_.subtract(left, right, &form);
+    engine_.linearizer_->subtract(left, right, &form);
     const bool has_choice = std::any_of(form.terms.begin(), form.terms.end(),
                                         [this](const Monomial& m) { return engine_.terms_.op(m.leaf) != Op::symbol; });
     const AtomTable::Place place = engine_.atoms_.add(&form, relation);
@@ -84,15 +88,34 @@ class Engine::Collector : public LiteralSink {
   Engine& engine_;
 };
 
-Engine::Engine(TermManager& terms) : terms_(terms), solver_(std::make_unique<TheorySolver>(0)), linearizer_(terms) {}
+Engine::Engine(TermManager& terms) : terms_(terms), limiter_([this] { return work(); }) {
+  restore();
+}
 
 Engine::~Engine() = default;
 
 // ---- assertions ----
 
 int Engine::assert_term(Term formula) {
-  if (terms_.sort(formula) != Sort::boolean) throw Exception() << "assert_term: the term is of sort Real";
-  forget_answer();
+  require_idle("assert_term");
+  require_formula(formula, "assert_term");
+  begin_change();
+  restore();
+  try {
+    add_assertion(formula, num_asserted_);
+  } catch (const std::bad_alloc&) {
+    discard();
+    throw;
+  }
+  return num_asserted_++;
+}
+
+void Engine::add_assertion(Term formula, int index) {
+  flatten_assertion(formula);
+  assertions_.push_back({index, static_cast<int>(levels_.size()), formula, literals_.size(), formulas_.size()});
+}
+
+void Engine::flatten_assertion(Term formula) {
   const std::size_t num_literals = literals_.size(), num_formulas = formulas_.size();
   Collector collector(*this);
   try {
@@ -101,8 +124,6 @@ int Engine::assert_term(Term formula) {
     cut(num_literals, num_formulas);
     throw;
   }
-  assertions_.push_back({num_asserted_, num_levels(), formula, literals_.size(), formulas_.size()});
-  return num_asserted_++;
 }
 
 void Engine::cut(std::size_t num_literals, std::size_t num_formulas) {
@@ -111,15 +132,37 @@ void Engine::cut(std::size_t num_literals, std::size_t num_formulas) {
 }
 
 void Engine::push() {
-  forget_answer();
+  require_idle("push");
+  begin_change();
   levels_.push_back({assertions_.size()});
 }
 
 void Engine::pop() {
-  if (levels_.empty()) throw Exception() << "pop: no level is left";
+  require_idle("pop");
+  if (num_levels() == 0) throw Exception() << "pop: no level is left";
+  begin_change();
+  pop_level();
+}
+
+// Assumptions go with the first change, and with them the answer that rests on them.
+void Engine::begin_change() {
+  if (std::exchange(has_assumptions_, false)) pop_level();
   forget_answer();
+}
+
+void Engine::pop_level() {
   const Level gone = levels_.back();
   levels_.pop_back();
+  try {
+    undo_level(gone);
+  } catch (const std::bad_alloc&) {
+    discard();
+  }
+  assertions_.resize(gone.num_assertions);
+}
+
+// What has to be undone of a level before its assertions go.
+void Engine::undo_level(const Level& gone) {
   if (gone.guard != 0) search_->clauses().retire_guard(gone.guard);
   const std::size_t kept = gone.num_assertions;
   if (kept == assertions_.size()) return;
@@ -130,7 +173,6 @@ void Engine::pop() {
   while (num_pushed_literals_ > num_literals) pop_literal(literals_[--num_pushed_literals_]);
   cut(num_literals, num_formulas);
   num_clausified_ = std::min(num_clausified_, num_formulas);
-  assertions_.resize(kept);
   // A conflict among older assertions stays one.
   if (conflict_.is_known() && conflict_.assertions.back() >= first_gone) set_conflict({});
 }
@@ -143,7 +185,7 @@ void Engine::want(int constraint) {
   wanted_.push_back(constraint);
 }
 
-void Engine::forget_answer() {
+void Engine::forget_answer() noexcept {
   answer_.reset();
   reason_unknown_.clear();
   model_.reset();
@@ -159,23 +201,54 @@ int Engine::boolean_variable(Term symbol) {
 
 // ---- check ----
 
-Answer Engine::check() {
-  forget_answer();
+Answer Engine::check(const std::vector<Term>& assumptions) {
+  require_idle("check");
+  for (const Term assumption : assumptions) require_formula(assumption, "check");
+  begin_change();
   ++num_checks_;
+  const Limiter::Run running(limiter_);
   Answer answer = Answer::unknown;
   try {
+    restore();
+    if (!assumptions.empty()) assume(assumptions);
+    adopt_settings();
     answer = search();
     if (check_answers_) verify(answer);
-  } catch (const Interrupted& interruption) {
-    reason_unknown_ = interruption.what();
-    answer = Answer::unknown;
-    mend_solver();
+  } catch (const MemoryOut& stopped) {
+    discard();
+    answer = give_up(stopped.what());
+  } catch (const std::bad_alloc&) {
+    discard();
+    answer = give_up("memout");
+  } catch (const Interrupted& stopped) {
+    answer = give_up(stopped.what());
+    mend();
   } catch (...) {
-    mend_solver();
+    mend();
     throw;
   }
   answer_ = answer;
   return answer;
+}
+
+Answer Engine::give_up(const char* reason) {
+  reason_unknown_ = reason;
+  return Answer::unknown;
+}
+
+// On a level of their own, numbered like the assertions that might have come in their place.
+void Engine::assume(const std::vector<Term>& assumptions) {
+  levels_.push_back({assertions_.size()});
+  has_assumptions_ = true;
+  int index = num_asserted_;
+  for (const Term assumption : assumptions) add_assertion(assumption, index++);
+}
+
+// A search that keeps no record gives way when one is wanted.
+void Engine::adopt_settings() {
+  if (!search_ || search_->clauses().is_logged() || !is_log_wanted()) return;
+  drop_search();
+  if (conflict_.is_boolean) set_conflict({});
 }
 
 Answer Engine::search() {
@@ -194,11 +267,12 @@ void Engine::clausify_new_formulas() {
   if (num_clausified_ == formulas_.size()) return;
   if (!search_) {
     BooleanSearch::Base& base = *this;
-    const bool is_logged = keep_proofs_ || check_answers_;
-    search_ = std::make_unique<BooleanSearch>(terms_, linearizer_, atoms_, stated(), base, is_logged);
+    search_ = std::make_unique<BooleanSearch>(terms_, *linearizer_, atoms_, stated(), base, is_log_wanted(), seed_);
+    search_->clauses().set_termination_test(&limiter_);
   }
   auto owner = std::upper_bound(assertions_.begin(), assertions_.end(), num_clausified_,
                                 [](std::size_t position, const Assertion& a) { return position < a.formulas_end; });
+  is_clausifying_ = true;
   for (; num_clausified_ < formulas_.size(); ++num_clausified_) {
     poll();
     while (owner->formulas_end <= num_clausified_) ++owner;
@@ -210,6 +284,7 @@ void Engine::clausify_new_formulas() {
     if (holds) continue;
     search_->clauses().add_input(static_cast<std::uint64_t>(owner->index), clause, guard_of_level(owner->level));
   }
+  is_clausifying_ = false;
 }
 
 // The atoms of all formulas so far, those of an interrupted check and of levels that are gone included: the SAT solver
@@ -257,11 +332,27 @@ void Engine::tell_unit(int literal, int assertion, int level) {
   search_->clauses().add_input(static_cast<std::uint64_t>(assertion), {literal}, guard);
 }
 
+// An explanation that the SAT solver wants must not be left half done; the search polls between them.
+class Engine::Unpolled {
+ public:
+  explicit Unpolled(Engine& engine) : engine_(engine) { engine_.stated_->equations().set_poll({}); }
+  ~Unpolled() {
+    engine_.stated_->equations().set_poll([&engine = engine_] { engine.poll(); });
+  }
+  Unpolled(const Unpolled&) = delete;
+  Unpolled& operator=(const Unpolled&) = delete;
+
+ private:
+  Engine& engine_;
+};
+
 Answer Engine::search_formulas() {
   tell_units();
   std::vector<int> guards;
-  for (int level = 1; level <= num_levels(); ++level) guards.push_back(guard_of_level(level));
-  const sat::Answer answer = search_->solve(*solver_, guards, termination_test_);
+  for (int level = 1; level <= static_cast<int>(levels_.size()); ++level) guards.push_back(guard_of_level(level));
+  if (search_->clauses().is_logged()) stated();
+  const Unpolled explanations(*this);
+  const sat::Answer answer = search_->solve(*solver_, guards, &limiter_);
   if (answer == sat::Answer::sat) return Answer::sat;
   assert(answer == sat::Answer::unsat);
   set_boolean_conflict();
@@ -307,13 +398,13 @@ void Engine::found_model() {
 
 // The solver's settings for a search, put back however it ends.
 struct Engine::PacedSearch {
-  explicit PacedSearch(Engine& owner) : engine(owner), pacer(*owner.solver_, owner.termination_test_) {
+  explicit PacedSearch(Engine& owner) : engine(owner), pacer(*owner.solver_, &owner.limiter_) {
     engine.solver_->termination_test_ = &pacer;
   }
   PacedSearch(const PacedSearch&) = delete;
   PacedSearch& operator=(const PacedSearch&) = delete;
   ~PacedSearch() {
-    engine.solver_->termination_test_ = engine.termination_test_;
+    engine.solver_->termination_test_ = &engine.limiter_;
     engine.solver_->pivot_limit_override_ = 0;
   }
 
@@ -345,7 +436,7 @@ bool Engine::consult_guide() {
   for (const Literal& literal : literals_) {
     if (literal.is_arithmetic()) guide.add(literal.constraint());
   }
-  switch (guide.decide(termination_test_)) {
+  switch (guide.decide(&limiter_)) {
     case lp::Outcome::Kind::none:
       return false;
     case lp::Outcome::Kind::infeasible:
@@ -420,24 +511,86 @@ void Engine::finish_search() {
   if (!conflict_.is_known() && !is_idle && !solver_->check(false)) set_solver_conflict();
 }
 
-// An exception in the midst of a pivot leaves a solver that can only be replaced.
-void Engine::mend_solver() {
-  if (solver_->tableau_.is_broken()) start_afresh();
+// An exception in the midst of a pivot leaves a solver that can only be replaced, and one in the midst of a formula
+// clauses that are not complete.
+void Engine::mend() {
+  if (solver_ && solver_->tableau_.is_broken()) start_afresh();
+  if (std::exchange(is_clausifying_, false)) drop_search();
 }
 
 // Replaces the solver by one that knows nothing, keeping all that is asserted.
 void Engine::start_afresh() {
-  const int verbosity = solver_->verbosity_;
-  num_old_pivots_ += static_cast<std::uint64_t>(solver_->num_pivots_);
-  solver_ = std::make_unique<TheorySolver>(verbosity);
-  solver_->termination_test_ = termination_test_;
-  solver_->tableau_.set_work_test(termination_test_);
+  replace_solver();
   for (const auto& [constraint, equation] : definitions_) solver_->tell_equation(constraint, equation);
   is_row_told_.assign(is_row_told_.size(), false);
   num_told_bounds_ = 0;
   num_pushed_literals_ = 0;
   constraint_holders_.clear();
   boolean_holders_.clear();
+}
+
+void Engine::replace_solver() {
+  auto fresh = std::make_unique<TheorySolver>(verbosity_);
+  retire_solver();
+  solver_ = std::move(fresh);
+  solver_->termination_test_ = &limiter_;
+  solver_->tableau_.set_work_test(&limiter_);
+}
+
+void Engine::retire_solver() noexcept {
+  if (!solver_) return;
+  old_work_ += solver_->tableau_.work();
+  num_old_pivots_ += static_cast<std::uint64_t>(solver_->num_pivots_);
+  solver_.reset();
+}
+
+// The formulas in force are turned into clauses anew by the next check.
+void Engine::drop_search() noexcept {
+  if (search_) old_work_ += search_work();
+  search_.reset();
+  for (Level& level : levels_) level.guard = 0;
+  num_clausified_ = num_observed_ = num_named_ = 0;
+  units_.clear();
+}
+
+// After an exception for want of memory nothing that was being made is known to be whole. All that is derived from the
+// assertions goes, which gives the memory back.
+void Engine::discard() noexcept {
+  forget_answer();
+  drop_search();
+  retire_solver();
+  conflict_ = Conflict();
+  refutation_.reset();
+  stated_.reset();
+  linearizer_.reset();
+  form_ = LinearForm();
+  atoms_ = AtomTable();
+  presolved_ = is_clausifying_ = false;
+  num_told_bounds_ = num_pushed_literals_ = 0;
+  for (Assertion& assertion : assertions_) assertion.literals_end = assertion.formulas_end = 0;
+  const auto empty = [](auto&... containers) { (std::decay_t<decltype(containers)>().swap(containers), ...); };
+  empty(boolean_variables_, boolean_symbols_, literals_, formulas_, wanted_, is_wanted_, offsets_, definitions_,
+        solved_assertions_, solved_by_, is_row_told_, constraint_holders_, boolean_holders_, found_values_,
+        equality_pivots_);
+  release_freed_memory();
+}
+
+// Makes an engine that has nothing but its assertions whole again; without effect on any other.
+void Engine::restore() {
+  if (solver_) return;
+  try {
+    replace_solver();
+    linearizer_.emplace(terms_);
+    for (Assertion& assertion : assertions_) {
+      poll();
+      flatten_assertion(assertion.formula);
+      assertion.literals_end = literals_.size();
+      assertion.formulas_end = formulas_.size();
+    }
+  } catch (...) {
+    discard();
+    throw;
+  }
 }
 
 // The one place where forms and bounds reach the solver, a form with its first bound. All of this precedes the pushing,
@@ -466,6 +619,22 @@ bool Engine::is_solved(int constraint) const {
   return index < solved_by_.size() && solved_by_[index] >= 0;
 }
 
+// The work of a system that is being solved counts as the engine's.
+class Engine::PresolveTest : public TerminationTest {
+ public:
+  PresolveTest(Engine& engine, const EqualitySystem& system)
+      : engine_(engine), system_(system), work_before_(engine.old_work_) {}
+  void operator()() const override {
+    engine_.old_work_ = work_before_ + system_.work();
+    engine_.poll();
+  }
+
+ private:
+  Engine& engine_;
+  const EqualitySystem& system_;
+  std::uint64_t work_before_;
+};
+
 // Equalities below all levels hold as long as the engine lives. Before the solver has seen anything they can be turned
 // into definitions, which cost the search less than fixed variables do.
 void Engine::solve_equalities() {
@@ -489,7 +658,8 @@ void Engine::solve_equalities() {
       constraints.push_back(constraint);
     }
   }
-  const bool solvable = system.solve(termination_test_);
+  const PresolveTest test(*this, system);
+  const bool solvable = system.solve(&test);
   presolved_ = true;
   solved_by_ = std::move(solved_by);
   for (const int constraint : constraints) {
@@ -498,7 +668,6 @@ void Engine::solve_equalities() {
   }
   for (const EqualitySystem::Pivot& pivot : system.pivots()) {
     equality_pivots_.push_back({constraints[static_cast<std::size_t>(pivot.equality)], pivot.unknown});
-    if (stated_) stated_->add_equation(equality_pivots_.back().constraint, pivot.unknown);
   }
   if (solvable) return adopt_definitions(system);
   set_conflict(solved_assertions_);
@@ -661,21 +830,68 @@ int Engine::assertion_of(int constraint) const {
 }
 
 void Engine::poll() const {
-  if (termination_test_ != nullptr) (*termination_test_)();
+  limiter_();
 }
 
 // ---- answers ----
 
 void Engine::require(Answer answer, const char* call) const {
+  require_idle(call);
   if (answer_ == answer) return;
   throw Exception() << call << ": the last answer is not " << (answer == Answer::sat ? "sat" : "unsat");
+}
+
+void Engine::require_idle(const char* call) const {
+  if (limiter_.is_running()) throw Exception() << call << ": called in the midst of another call";
+}
+
+void Engine::require_term(Term t, Sort sort, const char* call) const {
+  if (!t.is_valid() || t.id() >= terms_.num_terms()) throw Exception() << call << ": there is no such term";
+  if (terms_.sort(t) == sort) return;
+  throw Exception() << call << ": the term is of sort " << to_str(terms_.sort(t));
+}
+
+void Engine::require_formula(Term t, const char* call) const {
+  require_term(t, Sort::boolean, call);
+}
+
+// A call about an answer, within limits. When it leaves the solver without the values that the answer is about, the
+// answer is forgotten.
+template <class Call>
+auto Engine::within_limits(Call&& call) {
+  const Limiter::Run running(limiter_);
+  try {
+    return std::forward<Call>(call)();
+  } catch (const std::bad_alloc&) {
+    discard();
+    throw MemoryOut();
+  } catch (...) {
+    if (solver_->tableau_.is_broken()) forget_answer();
+    mend();
+    throw;
+  }
 }
 
 // ---- refutations ----
 
 std::vector<int> Engine::unsat_core() {
   require(Answer::unsat, "unsat_core");
-  return core();
+  std::vector<int> result = within_limits([this] { return core(); });
+  result.erase(std::lower_bound(result.begin(), result.end(), num_asserted_), result.end());
+  return result;
+}
+
+std::vector<std::size_t> Engine::failed_assumptions() {
+  require(Answer::unsat, "failed_assumptions");
+  return positions_of_assumptions(within_limits([this] { return core(); }));
+}
+
+std::vector<std::size_t> Engine::positions_of_assumptions(const std::vector<int>& indices) const {
+  std::vector<std::size_t> result;
+  for (const int index : indices) {
+    if (index >= num_asserted_) result.push_back(static_cast<std::size_t>(index - num_asserted_));
+  }
+  return result;
 }
 
 std::vector<int> Engine::core() {
@@ -690,21 +906,33 @@ std::vector<int> Engine::core() {
 
 std::vector<int> Engine::minimal_core(const std::function<bool(int)>& is_member) {
   require(Answer::unsat, "minimal_core");
+  return minimize([&](int index) { return index < num_asserted_ && is_member(index); });
+}
+
+std::vector<std::size_t> Engine::minimal_failed_assumptions() {
+  require(Answer::unsat, "minimal_failed_assumptions");
+  return positions_of_assumptions(minimize([this](int index) { return index >= num_asserted_; }));
+}
+
+// By checks of an engine of its own. All that is no member stays in force.
+std::vector<int> Engine::minimize(const std::function<bool(int)>& is_member) {
   std::vector<Term> background, candidates;
   std::vector<int> members;
   for (const Assertion& assertion : assertions_) {
     if (!is_member(assertion.index)) background.push_back(assertion.formula);
   }
-  for (const int index : core()) {
-    if (!is_member(index)) continue;
-    members.push_back(index);
-    candidates.push_back(find_assertion(static_cast<std::uint64_t>(index))->formula);
-  }
-  std::vector<int> result;
-  for (const std::size_t i : minimize_core(terms_, background, candidates, termination_test_)) {
-    result.push_back(members[i]);
-  }
-  return result;
+  return within_limits([&] {
+    for (const int index : core()) {
+      if (!is_member(index)) continue;
+      members.push_back(index);
+      candidates.push_back(find_assertion(static_cast<std::uint64_t>(index))->formula);
+    }
+    std::vector<int> result;
+    for (const std::size_t i : minimize_core(terms_, background, candidates, &limiter_, limiter_.limits().work)) {
+      result.push_back(members[i]);
+    }
+    return result;
+  });
 }
 
 // Null when it is not in force.
@@ -717,7 +945,7 @@ const Engine::Assertion* Engine::find_assertion(std::uint64_t index) const {
 
 void Engine::certify(std::uint64_t check, proof::CertificateSink& sink) {
   require(Answer::unsat, "certify");
-  tell_refutation(check, sink);
+  within_limits([&] { tell_refutation(check, sink); });
 }
 
 void Engine::tell_refutation(std::uint64_t check, proof::CertificateSink& sink) {
@@ -753,7 +981,12 @@ const proof::Refutation& Engine::refutation() {
 StatedConstraints& Engine::stated() {
   if (!stated_) {
     stated_.emplace(terms_, atoms_, [this](int constraint) { return assertion_of(constraint); });
-    for (const EqualityPivot& pivot : equality_pivots_) stated_->add_equation(pivot.constraint, pivot.unknown);
+    stated_->equations().set_poll([this] { poll(); });
+    num_stated_equations_ = 0;
+  }
+  for (; num_stated_equations_ < equality_pivots_.size(); ++num_stated_equations_) {
+    const EqualityPivot& pivot = equality_pivots_[num_stated_equations_];
+    stated_->add_equation(pivot.constraint, pivot.unknown);
   }
   return *stated_;
 }
@@ -792,6 +1025,8 @@ void Engine::verify_refutation() {
   try {
     tell_refutation(0, sink);
     if (!checker.is_finished()) throw checker::Refused("the certificate has no end");
+  } catch (const Interrupted&) {
+    throw;
   } catch (const checker::Refused& refusal) {
     refuse_unsat(refusal.what());
   } catch (const Exception& failure) {
@@ -815,14 +1050,14 @@ void Engine::refuse_unsat(const std::string& reason) {
 
 QNumber Engine::real_value(Term t) {
   require(Answer::sat, "real_value");
-  if (terms_.sort(t) != Sort::real) throw Exception() << "real_value: the term is of sort Bool";
-  return model().real_value(t);
+  require_term(t, Sort::real, "real_value");
+  return within_limits([&] { return model().real_value(t); });
 }
 
 bool Engine::bool_value(Term t) {
   require(Answer::sat, "bool_value");
-  if (terms_.sort(t) != Sort::boolean) throw Exception() << "bool_value: the term is of sort Real";
-  return model().bool_value(t);
+  require_term(t, Sort::boolean, "bool_value");
+  return within_limits([&] { return model().bool_value(t); });
 }
 
 Evaluator& Engine::model() {
@@ -830,7 +1065,7 @@ Evaluator& Engine::model() {
     if (!has_found_) prepare_values();
     model_.emplace(
         terms_, [this](Term symbol) { return symbol_value(symbol); },
-        [this](Term symbol) { return symbol_truth(symbol); });
+        [this](Term symbol) { return symbol_truth(symbol); }, &limiter_);
   }
   return *model_;
 }
@@ -896,14 +1131,41 @@ bool Engine::symbol_truth(Term symbol) {
 
 // ---- settings and figures ----
 
-void Engine::set_termination_test(TerminationTest* test) {
-  termination_test_ = test;
-  solver_->termination_test_ = test;
-  solver_->tableau_.set_work_test(test);
+void Engine::set_termination_test(const TerminationTest* test) {
+  require_idle("set_termination_test");
+  limiter_.set_test(test);
+}
+
+void Engine::set_limits(const Limits& limits) {
+  require_idle("set_limits");
+  limiter_.set_limits(limits);
 }
 
 void Engine::set_verbosity(int level) {
-  solver_->verbosity_ = level;
+  verbosity_ = level;
+  if (solver_) solver_->verbosity_ = level;
+}
+
+la::Solver& Engine::solver() {
+  restore();
+  return *solver_;
+}
+
+std::uint64_t Engine::work() const {
+  std::uint64_t work = old_work_;
+  if (solver_) work += solver_->tableau_.work();
+  if (search_) work += search_work();
+  return work;
+}
+
+// Of the SAT solver and of turning formulas into clauses. A term of a row combination being one, these are about the
+// measured ratios.
+std::uint64_t Engine::search_work() const {
+  constexpr std::uint64_t per_variable = 100, per_conflict = 1000, per_notice = 20;
+  const sat::Solver& sat = search_->clauses().solver();
+  const sat::Statistics done = sat.statistics();
+  return per_variable * static_cast<std::uint64_t>(sat.num_variables()) + per_conflict * done.learned +
+         per_notice * (done.levels + done.assignments + done.propagations);
 }
 
 void Engine::get_stats(std::vector<std::pair<std::string, std::string>>& stats) const {
@@ -915,8 +1177,8 @@ void Engine::get_stats(std::vector<std::pair<std::string, std::string>>& stats) 
   add("rows", atoms_.rows().size());
   add("bounds", atoms_.bounds().size());
   add("checks", num_checks_);
-  add("pivots", static_cast<std::size_t>(solver_->num_pivots_) + num_old_pivots_);
-  add("work", static_cast<std::size_t>(solver_->tableau_.work()));
+  add("pivots", (solver_ ? static_cast<std::size_t>(solver_->num_pivots_) : 0) + num_old_pivots_);
+  add("work", static_cast<std::size_t>(work()));
 }
 
 }  // namespace tarku::smt

@@ -1,8 +1,12 @@
 // The engine facade: assertions in levels, checks, exact values and unsatisfiable cores over la::Solver.
 //
 // States: an engine is either fresh (nothing checked since the last change) or answered. assert_term, push and pop make
-// it fresh; check makes it answered. real_value and bool_value need the last answer to be sat, unsat_core, minimal_core
-// and certify need unsat.
+// it fresh; check makes it answered. Values need the last answer to be sat, cores, failed assumptions and certificates
+// need unsat; each can be asked for any number of times. Calls out of order, and terms of the wrong sort, throw
+// Exception and change nothing.
+//
+// An engine and its terms belong to one thread; interrupt() alone may be called from others. Different engines with
+// different terms are independent of each other.
 //
 // How an assertion travels: assert_term takes it apart into literals (atoms.h gives equal atoms equal constraint
 // indices) and other formulas, but nothing reaches the solver before check. There everything that is new is told, forms
@@ -13,6 +17,11 @@
 // When the literals are consistent and there are formulas, too, a SAT solver searches for a selection of atoms that
 // satisfies the formulas (boolean_search.h). The solver of the theory then carries the literals as its base, and what
 // the search assigns on top of them.
+//
+// What rests on assumptions of a check is done on a level of its own, which stays until the next change.
+//
+// An engine that runs out of memory throws away all but its assertions (discard), and makes the rest anew when it is
+// next wanted (restore). So it does not matter in which state the exception has left things.
 //
 // No answer has to be believed: a model is a value for every symbol, and certify() tells the steps of a refutation to
 // anyone who wants to check them. With set_check_answers the engine does both checks itself before it answers.
@@ -35,6 +44,7 @@
 #include "tarku/smt/atoms.h"
 #include "tarku/smt/boolean_search.h"
 #include "tarku/smt/evaluator.h"
+#include "tarku/smt/limits.h"
 #include "tarku/smt/linear.h"
 #include "tarku/smt/presolve.h"
 #include "tarku/smt/stated.h"
@@ -53,10 +63,6 @@ class CertificateSink;
 namespace tarku::smt {
 
 enum class Answer { sat, unsat, unknown };
-
-// What a TerminationTest throws to stop a check: check then answers unknown, and the text becomes reason_unknown.
-// Anything else that it throws passes through check; the engine may be used further in both cases.
-class Interrupted : public Exception {};
 
 // An answer did not stand its own check, which is a bug. The answer was not given.
 class AnswerRefused : public Exception {
@@ -82,45 +88,77 @@ class Engine : private BooleanSearch::Base {
   // ---- assertions ----
 
   // Adds `formula` (of sort Bool) to the current level. Gives its index, which counts every assertion ever made, from
-  // 0.
+  // 0. Throws std::bad_alloc when memory runs out; nothing is asserted then.
   int assert_term(Term formula);
   void push();
-  void pop();  // throws Exception when no level is left; nothing is changed then
-  int num_levels() const { return static_cast<int>(levels_.size()); }
+  void pop();  // throws Exception when no level is left
+  int num_levels() const { return static_cast<int>(levels_.size()) - (has_assumptions_ ? 1 : 0); }
 
   // ---- answers ----
 
-  // Throws AnswerRefused when answers are checked and this one is wrong; the engine is of no further use then.
-  Answer check();
+  // Decides the assertions in force together with the assumptions, which may be any formulas and hold for this check
+  // only. unknown when a limit was reached, see reason_unknown; the same check may be tried again then.
+  // Throws AnswerRefused when answers are checked and this one is wrong; the engine is of no further use then. What a
+  // termination test throws other than Interrupted passes through; the engine may be used further.
+  Answer check(const std::vector<Term>& assumptions = {});
+  // After unknown: "timeout", "memout", "resourceout", "interrupted", or the text of what a termination test threw.
+  // Empty after any other answer.
   const std::string& reason_unknown() const { return reason_unknown_; }
+
+  // The calls that follow are held to the limits like a check. When one is reached they throw Interrupted with the
+  // reason as its text, "memout" also when there is no memory to be had. They can be repeated unless the call says that
+  // the last answer is gone; check again then.
 
   // The exact value of any term in the model found. Symbols that no assertion constrains are 0 or false.
   // Throws Exception when the last answer is not sat or the term is of the other sort.
   QNumber real_value(Term t);
   bool bool_value(Term t);
 
-  // The indices of assertions in force that are unsatisfiable together, ascending: those that the certificate uses.
-  // Throws Exception when the last answer is not unsat.
+  // The indices of assertions in force that are unsatisfiable together, with the failed assumptions, ascending: those
+  // that the certificate uses. Throws Exception when the last answer is not unsat.
   std::vector<int> unsat_core();
+  // The assumptions of the last check that the certificate uses, by their positions in the list, ascending. None when
+  // the assertions are unsatisfiable alone. Throws Exception when the last answer is not unsat.
+  std::vector<std::size_t> failed_assumptions();
   // Of the core, as few of the assertions for which `is_member` is true that leaving out any one of them makes them
-  // satisfiable together with all assertions in force for which it is false. One whose check has no answer stays in.
-  // The termination test holds here, too, and what it throws passes through.
+  // satisfiable together with the assumptions and all assertions in force for which it is false. One whose check has no
+  // answer stays in; of the checks that it takes, each has its own limit of work.
   std::vector<int> minimal_core(const std::function<bool(int)>& is_member);
+  // The same for the failed assumptions, together with all assertions in force.
+  std::vector<std::size_t> minimal_failed_assumptions();
 
-  // Tells the steps that refute the assertions: their indices are the sources, and `check` is the number to begin with.
-  // Throws Exception when the last answer is not unsat.
+  // Tells the steps that refute the assertions: their indices are the sources, those that follow the last one stand for
+  // the assumptions, and `check` is the number to begin with. Throws Exception when the last answer is not unsat.
+  // What the sink throws passes through.
   void certify(std::uint64_t check, proof::CertificateSink& sink);
+
+  // ---- limits ----
+
+  // What check and the other calls that may take long may take, each by itself, from now on. They stop within about a
+  // tenth of a second. Throws Exception for a negative time.
+  void set_limits(const Limits& limits);
+  const Limits& limits() const { return limiter_.limits(); }
+  // Stops the call that is running, with the reason "interrupted". False, and without effect, when none is. The one
+  // call that may come from other threads and from signal handlers.
+  bool interrupt() { return limiter_.interrupt(); }
+  // Polled during those calls, null for none; not owned. It throws Interrupted to stop the call.
+  void set_termination_test(const TerminationTest* test);
+  // The work done so far, in steps. A step is the combination of two terms of the tableau, a product and a sum of small
+  // numbers; big ones count more, in proportion to their length. A conflict of the SAT solver counts 1000, a variable
+  // that a formula takes 100, a literal or level of which the theory is told 20. The same on every machine.
+  std::uint64_t work() const;
 
   // ---- settings and figures ----
 
-  void set_termination_test(TerminationTest* test);  // polled during check; null for none; not owned
-  void set_verbosity(int level);                     // trace level of the solver
+  void set_verbosity(int level);  // trace level of the solver
   // Whether certificates and cores are wanted of answers that took a search over formulas (the default). Without, and
-  // without checked answers, the search keeps no record. To be set before the first check.
+  // without checked answers, the search keeps no record. From the next check on.
   void set_keep_proofs(bool on) { keep_proofs_ = on; }
   // Whether check evaluates every assertion in the model before it answers sat, and has every step of the certificate
   // checked before it answers unsat. Off by default.
   void set_check_answers(bool on) { check_answers_ = on; }
+  // The seed of the SAT solver. To be set before the first check.
+  void set_random_seed(std::uint64_t seed) { seed_ = seed; }
   // Whether equalities asserted below all levels are solved away before the first check (the default). To be set before
   // the first check.
   void set_presolve(bool on) { presolve_ = on; }
@@ -128,7 +166,7 @@ class Engine : private BooleanSearch::Base {
   void set_first_share(std::uint64_t work_per_term) { work_per_term_ = work_per_term; }
   // Appends (name, figure) pairs.
   void get_stats(std::vector<std::pair<std::string, std::string>>& stats) const;
-  la::Solver& solver() { return *solver_; }  // for tests and statistics
+  la::Solver& solver();  // for tests and statistics
 
  private:
   // One literal of the stack: an arithmetic constraint, a Boolean symbol with a sign, or falsity.
@@ -195,9 +233,20 @@ class Engine : private BooleanSearch::Base {
   };
 
   class Collector;
+  class PresolveTest;
   class TheorySolver;
+  class Unpolled;
 
-  void forget_answer();
+  void add_assertion(Term formula, int index);
+  void flatten_assertion(Term formula);
+  void begin_change();
+  void pop_level();
+  void undo_level(const Level& gone);
+  void forget_answer() noexcept;
+  void assume(const std::vector<Term>& assumptions);
+  void adopt_settings();
+  bool is_log_wanted() const { return keep_proofs_ || check_answers_; }
+  Answer give_up(const char* reason);
   Answer search();
   Answer search_formulas();
   void clausify_new_formulas();
@@ -220,8 +269,14 @@ class Engine : private BooleanSearch::Base {
   void search_all_at_once();
   void alternate_rules();
   void finish_search();
+  void mend();
   void start_afresh();
-  void mend_solver();
+  void replace_solver();
+  void retire_solver() noexcept;
+  void drop_search() noexcept;
+  void discard() noexcept;
+  void restore();
+  std::uint64_t search_work() const;
   void cut(std::size_t num_literals, std::size_t num_formulas);
   void want(int constraint);
   void tell_new_atoms();
@@ -252,6 +307,8 @@ class Engine : private BooleanSearch::Base {
   int assertion_of(int constraint) const;
   int level_of(int constraint) const;
   std::vector<int> core();
+  std::vector<int> minimize(const std::function<bool(int)>& is_member);
+  std::vector<std::size_t> positions_of_assumptions(const std::vector<int>& indices) const;
   const Assertion* find_assertion(std::uint64_t index) const;
 
   int boolean_variable(Term symbol);
@@ -262,11 +319,16 @@ class Engine : private BooleanSearch::Base {
   QNumber variable_value(int variable);
   bool symbol_truth(Term symbol);
   void require(Answer answer, const char* call) const;
+  void require_idle(const char* call) const;
+  void require_term(Term t, Sort sort, const char* call) const;
+  void require_formula(Term t, const char* call) const;
+  template <class Call>
+  auto within_limits(Call&& call);
 
   TermManager& terms_;
-  std::unique_ptr<la::Solver> solver_;
-  Linearizer linearizer_;
-  LinearForm form_;  // scratch of assert_term
+  std::unique_ptr<la::Solver> solver_;    // null when everything was discarded
+  std::optional<Linearizer> linearizer_;  // likewise
+  LinearForm form_;                       // scratch of assert_term
   AtomTable atoms_;
   std::unordered_map<std::uint32_t, int> boolean_variables_;  // by term id of a symbol; from 1
   std::vector<Term> boolean_symbols_;                         // by Boolean variable, less one
@@ -276,9 +338,10 @@ class Engine : private BooleanSearch::Base {
   std::vector<Literal> literals_;  // of all assertions in force, in their order
   std::vector<Formula> formulas_;  // likewise
   std::vector<Level> levels_;
-  std::vector<int> wanted_;      // constraints that the solver is to be told, each once
-  std::vector<bool> is_wanted_;  // by constraint index
-  int num_asserted_ = 0;         // ever
+  std::vector<int> wanted_;       // constraints that the solver is to be told, each once
+  std::vector<bool> is_wanted_;   // by constraint index
+  int num_asserted_ = 0;          // ever, without assumptions
+  bool has_assumptions_ = false;  // the last level is that of the assumptions of a check
 
   // What the solver knows. Written by check and pop.
   bool presolved_ = false;        // solve_equalities has run
@@ -297,6 +360,7 @@ class Engine : private BooleanSearch::Base {
   // The search over formulas, made when there are some. Written by check and pop.
   std::unique_ptr<BooleanSearch> search_;
   std::size_t num_clausified_ = 0;              // prefix of formulas_
+  bool is_clausifying_ = false;                 // in the midst of one
   std::size_t num_observed_ = 0;                // atoms of the search that are told
   std::size_t num_named_ = 0;                   // its atoms and symbols that were compared with the literals
   std::set<std::pair<int, int>> units_;         // literals of the search that were told it, with their guards
@@ -309,6 +373,7 @@ class Engine : private BooleanSearch::Base {
   std::optional<proof::Refutation> refutation_;  // of arithmetic; made on the first request after unsat
   std::optional<StatedConstraints> stated_;      // likewise; kept, with the equalities solved away
   std::vector<EqualityPivot> equality_pivots_;   // how they were solved
+  std::size_t num_stated_equations_ = 0;         // prefix of equality_pivots_ that stated_ has
   std::optional<Evaluator> model_;               // made on the first request after sat
   QNumber delta_;                                // of that model: the value of the infinitesimal
   bool separated_ = false;                       // of that model: its values are those that the solver moved apart
@@ -316,9 +381,12 @@ class Engine : private BooleanSearch::Base {
   bool keep_proofs_ = true;
   bool presolve_ = true;
   std::uint64_t work_per_term_ = 200;  // measured on linear programs: most that the first way solves take less
-  TerminationTest* termination_test_ = nullptr;
+  std::uint64_t seed_ = 0;
+  int verbosity_ = 0;
+  Limiter limiter_;  // what everything polls
   std::uint64_t num_checks_ = 0;
   std::uint64_t num_old_pivots_ = 0;  // of solvers that were replaced
+  std::uint64_t old_work_ = 0;        // of solvers and searches that are gone
 };
 
 }  // namespace tarku::smt

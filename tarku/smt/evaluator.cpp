@@ -5,10 +5,12 @@
 #include <cassert>
 #include <utility>
 
+#include "tarku/termination_test.h"
+
 namespace tarku::smt {
 
-Evaluator::Evaluator(const TermManager& terms, RealOf real_of, BoolOf bool_of)
-    : terms_(terms), real_of_(std::move(real_of)), bool_of_(std::move(bool_of)) {}
+Evaluator::Evaluator(const TermManager& terms, RealOf real_of, BoolOf bool_of, const TerminationTest* test)
+    : terms_(terms), real_of_(std::move(real_of)), bool_of_(std::move(bool_of)), test_(test) {}
 
 QNumber Evaluator::real_value(Term t) {
   assert(terms_.sort(t) == Sort::real);
@@ -29,6 +31,7 @@ void Evaluator::run(Term root) {
     if (is_done(top.term)) {
       stack_.pop_back();
     } else if (top.expanded) {
+      if (test_ != nullptr) (*test_)();
       compute(top.term);
       stack_.pop_back();
     } else {

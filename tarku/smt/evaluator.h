@@ -12,6 +12,10 @@
 #include "tarku/numbers/qnumber.h"
 #include "tarku/smt/term.h"
 
+namespace tarku {
+class TerminationTest;
+}
+
 namespace tarku::smt {
 
 class Evaluator {
@@ -19,8 +23,9 @@ class Evaluator {
   using RealOf = std::function<QNumber(Term)>;
   using BoolOf = std::function<bool(Term)>;
 
-  // `real_of` and `bool_of` give the value of a symbol; each symbol is asked for once.
-  Evaluator(const TermManager& terms, RealOf real_of, BoolOf bool_of);
+  // `real_of` and `bool_of` give the value of a symbol; each symbol is asked for once. `test` is polled now and then,
+  // null for none; when it throws, the question can be asked again.
+  Evaluator(const TermManager& terms, RealOf real_of, BoolOf bool_of, const TerminationTest* test = nullptr);
 
   // Terms may also be made after the evaluator.
   QNumber real_value(Term t);  // needs: sort Real
@@ -46,6 +51,7 @@ class Evaluator {
   const TermManager& terms_;
   RealOf real_of_;
   BoolOf bool_of_;
+  const TerminationTest* test_;
   std::unordered_map<std::uint32_t, QNumber> reals_;  // by term id; numerals are not kept
   std::unordered_map<std::uint32_t, bool> truths_;    // by term id; constants are not kept
   std::vector<Frame> stack_;

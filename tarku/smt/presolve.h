@@ -14,6 +14,7 @@
 // the inverse and its application to linear programming", 1957).
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "tarku/la/equation.h"
@@ -51,6 +52,9 @@ class EqualitySystem {
   const std::vector<Pivot>& pivots() const { return pivots_; }
   // After solve() has answered false: an equality that the pivots so far contradict.
   int contradicted() const { return contradicted_; }
+
+  // What solve() has cost so far, in the tableau's measure.
+  std::uint64_t work() const { return tableau_.work(); }
 
   // After solve() has answered true: one definition for each independent equality, ascending by variable.
   std::vector<Definition> definitions() const;

@@ -361,8 +361,14 @@ TermManager::Known TermManager::deduce_ite(Term condition, Term yes, Term no) co
   return known(yes) == known(no) ? known(yes) : Known::no;
 }
 
-// The conjunction of the comparisons of neighbours.
+// The conjunction of the comparisons of neighbours. Formulas that are to be equal must not have two known values, be
+// they neighbours or not.
 TermManager::Known TermManager::deduce_chain(Op op, const Term* args, std::size_t count) const {
+  const auto is_known = [this](Known value) { return [this, value](Term t) { return known(t) == value; }; };
+  if (std::any_of(args, args + count, is_known(Known::yes_true)) &&
+      std::any_of(args, args + count, is_known(Known::yes_false))) {
+    return Known::yes_false;
+  }
   Known result = Known::yes_true;
   for (std::size_t i = 1; i < count; ++i) {
     const Known link =

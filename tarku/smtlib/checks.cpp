@@ -31,42 +31,29 @@ class Recording {
   Lexer& lexer_;
 };
 
-// Writes certificates with the numbers that assertions have in the script.
-class ScriptCertificate : public proof::CertificateWriter {
- public:
-  ScriptCertificate(std::ostream& out, const AssertionStack& assertions)
-      : CertificateWriter(out), assertions_(assertions) {}
-  void input(proof::ClauseId id, std::uint64_t source, const proof::Clause& clause) override {
-    CertificateWriter::input(id, assertions_.source_of(static_cast<int>(source)), clause);
-  }
-
- private:
-  const AssertionStack& assertions_;
-};
-
 }  // namespace
 
 // ==== checks ====
 
 void Interpreter::check_sat() {
   end_command("check-sat");
-  session_->assertions->withdraw_assumptions();
-  check();
+  check({});
 }
 
 void Interpreter::check_sat_assuming() {
   reader().expect_left("the assumptions of 'check-sat-assuming'");
-  std::vector<AssertionStack::Assumption> assumptions;
+  std::vector<smt::Term> assumptions;
+  std::vector<std::string> texts;
   for (WrittenTerm& written : read_terms()) {
     if (session_->terms.sort(written.term) != smt::Sort::boolean) {
       throw InputError(written.at, "an assumption must be of sort Bool, but this is of sort Real");
     }
-    assumptions.push_back({written.term, std::move(written.text)});
+    assumptions.push_back(written.term);
+    texts.push_back(std::move(written.text));
   }
   end_command("check-sat-assuming");
-  session_->change();
-  session_->assertions->assume(std::move(assumptions));
-  check();
+  check(assumptions);
+  session_->assumptions = std::move(texts);
 }
 
 // A whole problem in one command.
@@ -77,22 +64,22 @@ void Interpreter::benchmark() {
   session_->change();
   for (const smt::Term formula : benchmark.formulas) session_->assertions->add(formula, {});
   session_->expected_answer = parse_answer(benchmark.status);
-  check();
+  check({});
 }
 
-// Decides what is in force and answers.
-void Interpreter::check() {
+// Decides what is in force, with the assumptions, and answers.
+void Interpreter::check(const std::vector<smt::Term>& assumptions) {
   const ScriptOptions& wanted = session_->options;
   smt::Engine& engine = *session_->engine;
-  engine.set_termination_test(&limits_);
-  const CheckLimits::Check running(limits_);
+  session_->change();
+  const InterruptTest::Check running(interrupt_test_);
   engine.set_check_answers(options_.check_answers);
   engine.set_keep_proofs(options_.proofs != nullptr || wanted.produce_proofs || wanted.produce_unsat_cores ||
                          wanted.produce_unsat_assumptions);
   ++num_checks_;
-  const smt::Answer result = engine.check();
+  const smt::Answer result = engine.check(assumptions);
   session_->last_answer = result;
-  if (result == smt::Answer::unsat && options_.proofs != nullptr) write_proof(*options_.proofs);
+  if (result == smt::Answer::unsat && options_.proofs != nullptr) record_proof();
   answer() << to_str(result) << '\n';
   compare_with_status(result);
 }
@@ -127,15 +114,15 @@ void Interpreter::get_assertions() {
 void Interpreter::get_model() {
   end_command("get-model");
   require_model("get-model");
-  answer() << "(\n";
+  std::ostringstream text;
   for (const SymbolTable::Declaration& declaration : session_->symbols.declarations()) {
     if (declaration.origin != SymbolTable::Origin::declared) continue;
-    print_symbol(answer() << "  (define-fun ", session_->symbols.name(declaration.id));
-    answer() << " () " << to_str(session_->terms.sort(declaration.term)) << ' ';
-    print_value(declaration.term);
-    answer() << ")\n";
+    print_symbol(text << "  (define-fun ", session_->symbols.name(declaration.id));
+    text << " () " << to_str(session_->terms.sort(declaration.term)) << ' ';
+    print_value(text, declaration.term);
+    text << ")\n";
   }
-  answer() << ")\n";
+  answer() << "(\n" << text.str() << ")\n";
 }
 
 // Of all named terms that have truth values.
@@ -144,17 +131,17 @@ void Interpreter::get_assignment() {
   require_option(&ScriptOptions::produce_assignments, ":produce-assignments", "get-assignment");
   require_answer(smt::Answer::sat, "get-assignment");
   const char* separator = "";
-  answer() << '(';
+  std::ostringstream text;
   for (const SymbolTable::Declaration& declaration : session_->symbols.declarations()) {
     if (declaration.origin != SymbolTable::Origin::named) continue;
     if (session_->terms.sort(declaration.term) != smt::Sort::boolean) continue;
-    print_symbol(answer() << separator << '(', session_->symbols.name(declaration.id));
-    answer() << ' ';
-    print_value(declaration.term);
-    answer() << ')';
+    print_symbol(text << separator << '(', session_->symbols.name(declaration.id));
+    text << ' ';
+    print_value(text, declaration.term);
+    text << ')';
     separator = " ";
   }
-  answer() << ")\n";
+  answer() << '(' << text.str() << ")\n";
 }
 
 void Interpreter::get_value() {
@@ -163,14 +150,15 @@ void Interpreter::get_value() {
   if (items.empty()) reader().fail_expected("a term");
   end_command("get-value");
   require_model("get-value");
-  const char* separator = "(";
+  const char* separator = "";
+  std::ostringstream text;
   for (const WrittenTerm& item : items) {
-    answer() << separator << '(' << item.text << ' ';
-    print_value(item.term);
-    answer() << ')';
+    text << separator << '(' << item.text << ' ';
+    print_value(text, item.term);
+    text << ')';
     separator = "\n ";
   }
-  answer() << ")\n";
+  answer() << '(' << text.str() << ")\n";
 }
 
 // Reads terms up to the parenthesis that closes their list.
@@ -204,15 +192,30 @@ void Interpreter::require_model(const char* command) const {
   require_answer(smt::Answer::sat, command);
 }
 
-void Interpreter::print_value(smt::Term term) {
+// Finding a value may fail for lack of time: answers with several of them are composed before they are given.
+void Interpreter::print_value(std::ostream& out, smt::Term term) {
   if (session_->terms.sort(term) == smt::Sort::real) {
-    print_real(answer(), session_->engine->real_value(term), options_.real_format);
+    print_real(out, session_->engine->real_value(term), options_.real_format);
   } else {
-    print_bool(answer(), session_->engine->bool_value(term));
+    print_bool(out, session_->engine->bool_value(term));
   }
 }
 
 // ==== cores and proofs ====
+
+// Of the two calls, the second one takes checks of its own, within the limits of one.
+template <class Plain, class Minimal>
+auto Interpreter::minimal_if_wanted(Plain plain, Minimal minimal) {
+  smt::Engine& engine = *session_->engine;
+  if (!session_->options.minimal_unsat_cores) return plain(engine);
+  const InterruptTest::Check running(interrupt_test_);
+  try {
+    return minimal(engine);
+  } catch (const smt::Interrupted& interruption) {
+    remark(command_at_) << "warning: " << interruption.what() << "; the core is not minimal" << std::endl;
+    return plain(engine);
+  }
+}
 
 void Interpreter::get_unsat_core() {
   end_command("get-unsat-core");
@@ -223,8 +226,10 @@ void Interpreter::get_unsat_core() {
     const AssertionStack::Assertion* const assertion = assertions.find(index);
     return assertion != nullptr && assertion->name.has_value();
   };
-  const std::vector<int> core = unsat_core(has_name);
+  const auto plain = [](smt::Engine& engine) { return engine.unsat_core(); };
+  const auto minimal = [&has_name](smt::Engine& engine) { return engine.minimal_core(has_name); };
   const char* separator = "";
+  const std::vector<int> core = minimal_if_wanted(plain, minimal);
   answer() << '(';
   for (const int index : core) {
     if (!has_name(index)) continue;
@@ -238,30 +243,16 @@ void Interpreter::get_unsat_assumptions() {
   end_command("get-unsat-assumptions");
   require_option(&ScriptOptions::produce_unsat_assumptions, ":produce-unsat-assumptions", "get-unsat-assumptions");
   require_answer(smt::Answer::unsat, "get-unsat-assumptions");
-  const AssertionStack& assertions = *session_->assertions;
-  const auto is_assumption = [&assertions](int index) { return assertions.is_assumption(index); };
-  const std::vector<int> core = unsat_core(is_assumption);
+  const auto plain = [](smt::Engine& engine) { return engine.failed_assumptions(); };
+  const auto minimal = [](smt::Engine& engine) { return engine.minimal_failed_assumptions(); };
   const char* separator = "";
+  const std::vector<std::size_t> failed = minimal_if_wanted(plain, minimal);
   answer() << '(';
-  for (const int index : core) {
-    if (!is_assumption(index)) continue;
-    answer() << separator << assertions.assumption(index).text;
+  for (const std::size_t position : failed) {
+    answer() << separator << session_->assumptions[position];
     separator = " ";
   }
   answer() << ")\n";
-}
-
-// Members are what the command will name. A minimal core takes checks of its own, within the limits of one.
-std::vector<int> Interpreter::unsat_core(const std::function<bool(int)>& is_member) {
-  smt::Engine& engine = *session_->engine;
-  if (!session_->options.minimal_unsat_cores) return engine.unsat_core();
-  const CheckLimits::Check running(limits_);
-  try {
-    return engine.minimal_core(is_member);
-  } catch (const smt::Interrupted& interruption) {
-    remark(command_at_) << "warning: " << interruption.what() << "; the core is not minimal" << std::endl;
-    return engine.unsat_core();
-  }
 }
 
 // The certificate as one string, which keeps the answer an expression.
@@ -276,8 +267,19 @@ void Interpreter::get_proof() {
 }
 
 void Interpreter::write_proof(std::ostream& out) {
-  ScriptCertificate writer(out, *session_->assertions);
+  proof::CertificateWriter writer(out);
   session_->engine->certify(num_checks_, writer);
+}
+
+// To the file of all certificates, where one that is not finished would be no good.
+void Interpreter::record_proof() {
+  std::ostringstream text;
+  try {
+    write_proof(text);
+    *options_.proofs << text.str();
+  } catch (const smt::Interrupted& interruption) {
+    remark(command_at_) << "warning: " << interruption.what() << "; there is no certificate" << std::endl;
+  }
 }
 
 }  // namespace tarku::smtlib

@@ -99,7 +99,11 @@ void Interpreter::read_option_value(const ScriptOption& option) {
 void Interpreter::apply_options() {
   constexpr std::uint64_t most = std::numeric_limits<int>::max();
   session_->symbols.set_global_declarations(session_->options.global_declarations);
-  session_->engine->set_verbosity(static_cast<int>(std::min(session_->options.verbosity, most)));
+  smt::Engine& engine = *session_->engine;
+  engine.set_verbosity(static_cast<int>(std::min(session_->options.verbosity, most)));
+  engine.set_random_seed(session_->options.random_seed);
+  engine.set_limits({options_.check_seconds, options_.memory, session_->options.reproducible_resource_limit});
+  engine.set_termination_test(&interrupt_test_);
 }
 
 void Interpreter::get_option() {

@@ -28,7 +28,7 @@ struct Interpreter::Channels {
 };
 
 Interpreter::Interpreter(std::ostream& out, std::ostream& diagnostics, Options options)
-    : out_(out), diagnostics_(diagnostics), options_(options), limits_(options.check_seconds, options.interrupt) {
+    : out_(out), diagnostics_(diagnostics), options_(options), interrupt_test_(options.interrupt) {
   renew_session();
 }
 

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -33,6 +32,7 @@ class Interpreter {
   struct Options {
     int verbosity = 0;               // what scripts find in :verbosity
     double check_seconds = 0;        // limit for each check; 0: none
+    std::uint64_t memory = 0;        // bytes that the process may occupy during a check; 0: no limit
     Interrupt* interrupt = nullptr;  // stops a check from outside; must outlive the interpreter
     bool check_answers = true;       // every answer is checked before it is given
     std::ostream* proofs = nullptr;  // gets the certificate of every unsat; must outlive the interpreter
@@ -132,19 +132,21 @@ class Interpreter {
     Position at;
   };
   std::vector<WrittenTerm> read_terms();
-  void check();
+  void check(const std::vector<smt::Term>& assumptions);
   void compare_with_status(smt::Answer result);
   void require_option(bool ScriptOptions::*flag, const char* keyword, const char* command) const;
   void require_answer(smt::Answer wanted, const char* command) const;
   void require_model(const char* command) const;
-  std::vector<int> unsat_core(const std::function<bool(int)>& is_member);
+  template <class Plain, class Minimal>
+  auto minimal_if_wanted(Plain plain, Minimal minimal);
   void write_proof(std::ostream& out);
-  void print_value(smt::Term term);
+  void record_proof();
+  void print_value(std::ostream& out, smt::Term term);
 
   std::ostream& out_;
   std::ostream& diagnostics_;
   Options options_;
-  CheckLimits limits_;
+  InterruptTest interrupt_test_;
   std::unique_ptr<Channels> channels_;  // where answers and remarks go at the moment
   std::unique_ptr<Session> session_;
   std::unique_ptr<Lexer> lexer_;  // of the current run

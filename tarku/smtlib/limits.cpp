@@ -1,29 +1,23 @@
-// The polling of deadline and interrupt.
+// The polling of requests.
 #include "tarku/smtlib/limits.h"
 
 #include "tarku/smt/engine.h"
 
 namespace tarku::smtlib {
 
-CheckLimits::Check::Check(CheckLimits& limits) : limits_(limits) {
-  using std::chrono::duration;
-  if (limits_.interrupt_ != nullptr) limits_.interrupt_->begin_check();
-  limits_.deadline_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(duration<double>(limits_.seconds_));
+InterruptTest::Check::Check(const InterruptTest& test) : interrupt_(test.interrupt_) {
+  if (interrupt_ != nullptr) interrupt_->begin_check();
 }
 
-CheckLimits::Check::~Check() {
-  limits_.deadline_ = Clock::time_point::max();
-  if (limits_.interrupt_ != nullptr) limits_.interrupt_->end_check();
+InterruptTest::Check::~Check() {
+  if (interrupt_ != nullptr) interrupt_->end_check();
 }
 
-void CheckLimits::operator()() const {
-  const auto stop = [](const char* reason) {
-    smt::Interrupted stopped;
-    stopped << reason;
-    throw stopped;
-  };
-  if (interrupt_ != nullptr && interrupt_->is_requested()) stop("interrupted");
-  if (seconds_ > 0 && Clock::now() >= deadline_) stop("timeout");
+void InterruptTest::operator()() const {
+  if (interrupt_ == nullptr || !interrupt_->is_requested()) return;
+  smt::Interrupted stopped;
+  stopped << "interrupted";
+  throw stopped;
 }
 
 }  // namespace tarku::smtlib

@@ -1,8 +1,7 @@
-// What may stop a check before it has an answer: a deadline, and a request from outside.
+// What may stop a check from outside, such as a signal.
 #pragma once
 
 #include <atomic>
-#include <chrono>
 
 #include "tarku/termination_test.h"
 
@@ -30,31 +29,28 @@ class Interrupt {
 };
 
 // The test that the engine polls during a check.
-class CheckLimits : public TerminationTest {
+class InterruptTest : public TerminationTest {
  public:
-  // seconds: for each check, 0 for no limit. interrupt: may be null; must outlive this.
-  CheckLimits(double seconds, Interrupt* interrupt) : seconds_(seconds), interrupt_(interrupt) {}
+  // `interrupt` may be null; must outlive this.
+  explicit InterruptTest(Interrupt* interrupt) : interrupt_(interrupt) {}
 
-  // Lives as long as a check; the deadline counts from its beginning.
+  // Requests are heard as long as one lives.
   class Check {
    public:
-    explicit Check(CheckLimits& limits);
+    explicit Check(const InterruptTest& test);
     ~Check();
     Check(const Check&) = delete;
     Check& operator=(const Check&) = delete;
 
    private:
-    CheckLimits& limits_;
+    Interrupt* interrupt_;
   };
 
-  // Throws smt::Interrupted, with the reason for `unknown` as its text, once a limit is reached.
+  // Throws smt::Interrupted, with the reason for `unknown` as its text, once there is a request.
   void operator()() const override;
 
  private:
-  using Clock = std::chrono::steady_clock;
-  double seconds_;
   Interrupt* interrupt_;
-  Clock::time_point deadline_ = Clock::time_point::max();  // only during a check
 };
 
 }  // namespace tarku::smtlib

@@ -55,10 +55,11 @@ std::uint64_t Reader::expect_count(std::string_view what) {
 
 std::uint64_t Reader::count(std::string_view what) {
   if (token().kind != TokenKind::numeral) fail_expected(what);
+  constexpr std::uint64_t most = 1000000000000000000;
   std::uint64_t value = 0;
   for (const char c : token().text) {
     value = 10 * value + static_cast<std::uint64_t>(c - '0');
-    if (value > 0xffffffffu) fail(quoted(token().text) + " is too large");
+    if (value > most) fail(quoted(token().text) + " is too large");
   }
   return value;
 }

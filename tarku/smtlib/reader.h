@@ -29,7 +29,7 @@ class Reader {
   void expect_right(std::string_view what);  // what: what the parenthesis closes
   SymbolId expect_symbol(std::string_view what);
   std::string_view expect_keyword(std::string_view what);
-  std::uint64_t expect_count(std::string_view what);  // a numeral that fits in 32 bits
+  std::uint64_t expect_count(std::string_view what);  // a numeral, at most 10^18
   std::uint64_t count(std::string_view what);         // the same for the current token
   std::string expect_string(std::string_view what);
 

@@ -20,8 +20,8 @@ struct ScriptOptions {
   bool produce_proofs = false;
   bool global_declarations = false;
   std::uint64_t verbosity = 0;
-  std::uint64_t random_seed = 0;                  // accepted for the sake of scripts; nothing here is random
-  std::uint64_t reproducible_resource_limit = 0;  // likewise; nothing counts resources
+  std::uint64_t random_seed = 0;
+  std::uint64_t reproducible_resource_limit = 0;  // steps of each check, see smt::Engine::work; 0: no limit
   std::string regular_output_channel = "stdout";
   std::string diagnostic_output_channel = "stderr";
 };

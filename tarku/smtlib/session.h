@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tarku/smt/engine.h"
@@ -23,7 +24,10 @@ struct Session {
   // Forgets all assertions and levels, and the declarations that are not global.
   void reset_assertions();
   // The assertions or levels have changed: answers so far are void.
-  void change() { last_answer.reset(); }
+  void change() {
+    last_answer.reset();
+    assumptions.clear();
+  }
 
   ScriptOptions options;
   bool has_logic = false;
@@ -39,6 +43,7 @@ struct Session {
   std::unique_ptr<smt::Engine> engine;
   std::unique_ptr<AssertionStack> assertions;  // of the engine
   std::optional<smt::Answer> last_answer;      // unless something changed since
+  std::vector<std::string> assumptions;        // of that check, as they were written
   std::optional<smt::Answer> expected_answer;  // of the next check, when the script tells its status
 
  private:

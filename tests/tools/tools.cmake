@@ -61,3 +61,23 @@ if(TESTER_TRACES)
   add_test(NAME random_tester/traces COMMAND random_tester --strict --replay ${TESTER_TRACES})
   set_tests_properties(random_tester/traces PROPERTIES LABELS fast)
 endif()
+
+# ---- the random tester of the engine ----
+if(TARKU_WITH_CADICAL)
+  add_executable(engine_tester
+    ${TESTER_DIR}/engine_tester.cpp
+    ${TESTER_DIR}/engine_judge.cpp
+    ${TESTER_DIR}/engine_trace.cpp
+    ${TESTER_DIR}/isolation.cpp)
+  target_link_libraries(engine_tester PRIVATE tarku)
+  tarku_warnings(engine_tester)
+
+  add_test(NAME engine_tester/fast COMMAND engine_tester --count 3000)
+  set_tests_properties(engine_tester/fast PROPERTIES LABELS fast TIMEOUT 600)
+  add_test(NAME engine_tester/slow COMMAND engine_tester --seed 100000 --count 100000)
+  set_tests_properties(engine_tester/slow PROPERTIES LABELS slow TIMEOUT 7200)
+  foreach(mode RANGE 1 5)
+    add_test(NAME engine_tester/sabotage_${mode} COMMAND engine_tester --count 3000 --sabotage ${mode})
+    set_tests_properties(engine_tester/sabotage_${mode} PROPERTIES LABELS fast)
+  endforeach()
+endif()

@@ -140,6 +140,8 @@ TEST_F(TermTest, KnowsComparisonsOfConstantsAndOfATermWithItself) {
   EXPECT_EQ(known("(= x 1)"), "open");
   EXPECT_EQ(known("(= p true p)"), "open");
   EXPECT_EQ(known("(= p true false)"), "false");
+  EXPECT_EQ(known("(= true p false)"), "false") << "no neighbours";
+  EXPECT_EQ(known("(= p true (not p) true)"), "open");
   EXPECT_EQ(known("(= true (not false))"), "true");
   EXPECT_EQ(known("(distinct 1 2 3)"), "true");
   EXPECT_EQ(known("(distinct 1 x 1)"), "false");

@@ -112,9 +112,9 @@ TEST(Interpreter, PoppingTooFarChangesNothing) {
   EXPECT_EQ(answers("(declare-fun x () Real)(push 1)(assert (> x 0))(pop 2)(assert (< x 0))(check-sat)"),
             error("1:48: popping 2 levels, but only 1 is pushed") + "unsat\n");
   EXPECT_EQ(answers("(pop 1)"), error("1:1: popping 1 level, but only 0 are pushed"));
-  EXPECT_EQ(answers("(push x)(push 99999999999)(push 99999999)"),
-            error("1:7: expected a numeral, found 'x'") + error("1:15: '99999999999' is too large") +
-                error("1:27: pushing 99999999 levels at once is too much"));
+  EXPECT_EQ(answers("(push x)(push 9999999999999999999)(push 99999999)"),
+            error("1:7: expected a numeral, found 'x'") + error("1:15: '9999999999999999999' is too large") +
+                error("1:35: pushing 99999999 levels at once is too much"));
 }
 
 TEST(Interpreter, GlobalDeclarationsOutlivePop) {
@@ -453,19 +453,39 @@ TEST(Limits, ATimeoutAnswersUnknownAndTheSessionGoesOn) {
   EXPECT_EQ(answers(hard_problem() + "(check-sat)"), "sat\n");
 }
 
+TEST(Limits, TooLittleMemoryAnswersUnknownAndTheSessionGoesOn) {
+  Interpreter::Options options;
+  options.memory = 1;
+  const Transcript run = run_script(hard_problem() + "(check-sat)(get-info :reason-unknown)(echo \"on\")", options);
+  EXPECT_EQ(run.out, "unknown\n(:reason-unknown memout)\n\"on\"\n");
+}
+
+TEST(Limits, WorkCanBeLimitedByTheScript) {
+  const std::string limited = "(set-option :reproducible-resource-limit 1000)(check-sat)(get-info :reason-unknown)";
+  const std::string unlimited = "(set-option :reproducible-resource-limit 0)(check-sat)";
+  EXPECT_EQ(answers(hard_problem() + limited + unlimited), "unknown\n(:reason-unknown resourceout)\nsat\n");
+}
+
+TEST(Limits, SeedsDoNotChangeAnswers) {
+  for (const char* seed : {"1", "77", "1000000000000000000"}) {
+    const std::string option = "(set-option :random-seed " + std::string(seed) + ")";
+    EXPECT_EQ(answers(option + "(declare-const x Real)(assert (or (< x 1) (> x 2)))(check-sat)"), "sat\n") << seed;
+  }
+}
+
 TEST(Limits, AnInterruptStopsOneCheckOnly) {
   Interrupt interrupt;
-  CheckLimits limits(0, &interrupt);
+  const InterruptTest test(&interrupt);
   EXPECT_FALSE(interrupt.request()) << "nothing is running";
   {
-    const CheckLimits::Check running(limits);
-    EXPECT_NO_THROW(limits());
+    const InterruptTest::Check running(test);
+    EXPECT_NO_THROW(test());
     EXPECT_TRUE(interrupt.request());
     EXPECT_FALSE(interrupt.request()) << "asked before";
-    EXPECT_THROW(limits(), smt::Interrupted);
+    EXPECT_THROW(test(), smt::Interrupted);
   }
-  const CheckLimits::Check running(limits);
-  EXPECT_NO_THROW(limits());
+  const InterruptTest::Check running(test);
+  EXPECT_NO_THROW(test());
 }
 
 }  // namespace
