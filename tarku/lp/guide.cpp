@@ -1,3 +1,4 @@
+// Rounds of proposals, and the exact judgement of each.
 #include "tarku/lp/guide.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@ class Guide {
       : program_(program), proposer_(proposer), test_(test) {}
 
   Outcome consult() {
+    if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
     const int iterations = 10000 + 50 * program_.num_sides();
     Method method = Method::dual;
     std::optional<QNumber> last_excess;
@@ -53,6 +55,21 @@ class Guide {
     bool is_upper;
     QNumber excess;
   };
+
+  // Of one side; after this, no side violates both of its bounds.
+  Outcome contradictory_bounds() const {
+    Outcome outcome;
+    for (int s = 0; s < program_.num_sides(); ++s) {
+      const Side& side = program_.side(s);
+      if (!side.lower || !side.upper || side.lower->value < side.upper->value) continue;
+      const bool is_strict = side.lower->is_strict || side.upper->is_strict;
+      if (!is_strict && side.lower->value == side.upper->value) continue;
+      outcome.kind = Outcome::Kind::infeasible;
+      outcome.conflict = {{s, false, QNumber(1)}, {s, true, QNumber(1)}};
+      break;
+    }
+    return outcome;
+  }
 
   void find_violations() {
     violations_.clear();
