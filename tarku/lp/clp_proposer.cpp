@@ -11,7 +11,9 @@
 #include <condition_variable>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -21,6 +23,9 @@
 namespace tarku::lp {
 
 namespace {
+
+// CLP asserts that numbers are not much larger than this, and ends the program when they are.
+constexpr double largest = 1e20;
 
 // The functions of CLP that we call, by their own names.
 struct ClpLibrary {
@@ -103,19 +108,16 @@ Place place(int status) {
 class ClpProposer final : public Proposer {
  public:
   ClpProposer(const ClpLibrary& clp, const LinearProgram& program)
-      : clp_(clp), program_(program), model_(clp.newModel()) {
+      : clp_(clp), program_(program), owner_(clp.newModel(), clp.deleteModel), model_(owner_.get()) {
     clp_.setLogLevel(model_, 0);
     clp_.setPrimalTolerance(model_, 1e-9);
     load();
   }
-  ~ClpProposer() override { clp_.deleteModel(model_); }
-  ClpProposer(const ClpProposer&) = delete;
-  ClpProposer& operator=(const ClpProposer&) = delete;
 
   Proposal propose(Method method, int iterations, const TerminationTest* test) override {
     if (method != method_) change(method);
     clp_.setMaximumIterations(model_, iterations);
-    run(test);
+    if (!run(test)) return {};
     Proposal result;
     for (int j = 0; j < program_.num_columns(); ++j) result.basis.push_back(place(clp_.getColumnStatus(model_, j)));
     for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
@@ -142,14 +144,19 @@ class ClpProposer final : public Proposer {
 
   void refresh(int s) override {
     const Side& side = program_.side(s);
-    lower(s) = side.lower ? program_.inner_lower(s).to_double() : -infinity;
-    upper(s) = side.upper ? program_.inner_upper(s).to_double() : infinity;
+    lower(s) = side.lower ? in_range(program_.inner_lower(s), -infinity) : -infinity;
+    upper(s) = side.upper ? in_range(program_.inner_upper(s), infinity) : infinity;
   }
 
  private:
   static constexpr double infinity = std::numeric_limits<double>::max();
   static constexpr std::chrono::milliseconds poll_period{10};
   static constexpr double far = 1e10;  // beyond it a bound is out of sight
+
+  static double in_range(const QNumber& value, double none) {
+    const double result = value.to_double();
+    return std::abs(result) > largest ? none : result;
+  }
 
   static double magnified(const QNumber& distance, const QNumber& scale, double none) {
     const double result = (distance * scale).to_double();
@@ -188,17 +195,23 @@ class ClpProposer final : public Proposer {
   }
 
   // CLP runs in a thread of its own, so that somebody is there to poll the test. It looks at the limit after each
-  // iteration.
-  void run(const TerminationTest* test) {
+  // iteration. False when there is no thread to be had, or when CLP has thrown: its model may be in any state then.
+  bool run(const TerminationTest* test) {
+    if (has_thrown_) return false;
     std::mutex mutex;
     std::condition_variable ended;
     bool is_running = true;
-    std::thread worker([&] {
-      is_primal() ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
-      const std::lock_guard<std::mutex> lock(mutex);
-      is_running = false;
-      ended.notify_one();
-    });
+    std::thread worker;
+    try {
+      worker = std::thread([&] {
+        search();
+        const std::lock_guard<std::mutex> lock(mutex);
+        is_running = false;
+        ended.notify_one();
+      });
+    } catch (const std::system_error&) {
+      return false;
+    }
     std::exception_ptr caught;
     std::unique_lock<std::mutex> lock(mutex);
     while (!ended.wait_for(lock, poll_period, [&] { return !is_running; })) {
@@ -213,6 +226,15 @@ class ClpProposer final : public Proposer {
     lock.unlock();
     worker.join();
     if (caught != nullptr) std::rethrow_exception(caught);
+    return !has_thrown_;
+  }
+
+  void search() noexcept {
+    try {
+      is_primal() ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
+    } catch (...) {
+      has_thrown_ = true;
+    }
   }
 
   bool is_primal() const { return method_ == Method::primal || method_ == Method::unscaled_primal; }
@@ -228,13 +250,25 @@ class ClpProposer final : public Proposer {
 
   const ClpLibrary& clp_;
   const LinearProgram& program_;
+  std::unique_ptr<Clp_Simplex, decltype(&::Clp_deleteModel)> owner_;
   Clp_Simplex* model_;
   Method method_ = Method::dual;
+  bool has_thrown_ = false;
 };
+
+bool has_coefficients_in_range(const LinearProgram& program) {
+  for (int i = 0; i < program.num_rows(); ++i) {
+    for (const Term& term : program.terms(i)) {
+      if (std::abs(term.coeff.to_double()) > largest) return false;
+    }
+  }
+  return true;
+}
 
 }  // namespace
 
 std::unique_ptr<Proposer> make_proposer(const LinearProgram& program) {
+  if (!has_coefficients_in_range(program)) return nullptr;
   const ClpLibrary* const library = ClpLibrary::load();
   return library == nullptr ? nullptr : std::make_unique<ClpProposer>(*library, program);
 }

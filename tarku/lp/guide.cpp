@@ -1,3 +1,4 @@
+// Rounds of proposals, and the exact judgement of each.
 #include "tarku/lp/guide.h"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ class Unzoomed {
 }  // namespace
 
 Outcome Guide::decide(const TerminationTest* test) {
+  if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
   const Unzoomed unzoomed(proposer_);
   Method method = Method::dual;
   std::optional<QNumber> last_excess;
@@ -59,10 +61,29 @@ Outcome Guide::decide(const TerminationTest* test) {
 }
 
 Outcome Guide::look(const TerminationTest* test) {
+  if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
   const Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
   if (proposal.claim != Claim::infeasible || !vertex_.compute(program_, proposal.basis, test)) return {};
   find_violations();
   return violations_.empty() ? Outcome() : look_for_conflict(test);
+}
+
+// Of one side. After this, no side violates both of its bounds: the margin leaves room between them.
+Outcome Guide::contradictory_bounds() {
+  Outcome outcome;
+  for (int s = 0; s < program_.num_sides(); ++s) {
+    const Side& side = program_.side(s);
+    if (!side.lower || !side.upper) continue;
+    const bool is_strict = side.lower->is_strict || side.upper->is_strict;
+    const QNumber room = side.upper->value - side.lower->value;
+    if (room.is_negative() || (is_strict && room.is_zero())) {
+      outcome.kind = Outcome::Kind::infeasible;
+      outcome.conflict = {{s, false, QNumber(1)}, {s, true, QNumber(1)}};
+      break;
+    }
+    if (is_strict && room < program_.margin() * QNumber(2)) program_.set_margin(room / QNumber(2));
+  }
+  return outcome;
 }
 
 void Guide::find_violations() {

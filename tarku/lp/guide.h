@@ -57,6 +57,7 @@ class Guide {
   struct Sum;
 
   int iteration_limit() const { return 10000 + 50 * program_.num_sides(); }
+  Outcome contradictory_bounds();
   void find_violations();
   void add_violation(int side, bool is_upper, QNumber excess);
   Outcome feasible() const;

@@ -3,6 +3,7 @@
 
 #include <gmp.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace tarku::lp {

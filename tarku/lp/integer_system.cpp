@@ -150,7 +150,7 @@ std::optional<IntegerSystem::Solution> IntegerSystem::solve(const std::vector<In
     subtract_product(digit, transposed, &rest);
     for (Integer& each : rest) mpz_divexact_ui(each.z(), each.z(), Residue::modulus);
     lifting.add_digit(std::move(digit));
-    if (lifting.num_digits() < next_attempt) continue;
+    if (lifting.num_digits() < next_attempt && lifting.num_digits() <= enough) continue;
     next_attempt += 1 + next_attempt / 4;
     Solution solution;
     if (lifting.reconstruct_all(&solution, test) && is_solution(solution, b, transposed)) return solution;

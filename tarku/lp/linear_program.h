@@ -36,6 +36,7 @@ class LinearProgram {
     columns_.emplace_back();
     return static_cast<int>(columns_.size()) - 1;
   }
+  // Needs: the columns of the terms are distinct.
   int add_row(std::vector<Term> terms) {
     rows_.emplace_back();
     terms_.push_back(std::move(terms));

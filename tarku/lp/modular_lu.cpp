@@ -2,7 +2,6 @@
 #include "tarku/lp/modular_lu.h"
 
 #include <algorithm>
-#include <cassert>
 #include <limits>
 
 namespace tarku::lp {
@@ -21,11 +20,12 @@ class ModularLu::Elimination {
   explicit Elimination(std::vector<Row> rows)
       : rows_(std::move(rows)),
         columns_(rows_.size()),
+        counts_(rows_.size()),
         position_(rows_.size(), -1),
         is_done_(rows_.size(), false),
         queues_(rows_.size() + 1) {
     for (std::size_t r = 0; r < rows_.size(); ++r) {
-      for (const Entry& e : rows_[r]) columns_[static_cast<std::size_t>(e.index)].push_back(static_cast<int>(r));
+      for (const Entry& e : rows_[r]) add_to_column(e.index, static_cast<int>(r));
       enqueue(static_cast<int>(r));
     }
   }
@@ -36,7 +36,7 @@ class ModularLu::Elimination {
     if (row < 0) return false;
     Row& entries = rows_[static_cast<std::size_t>(row)];
     const auto chosen = std::min_element(entries.begin(), entries.end(), [this](const Entry& a, const Entry& b) {
-      return column(a.index).size() < column(b.index).size();
+      return count(a.index) < count(b.index);
     });
     pivot->row = row;
     pivot->column = chosen->index;
@@ -48,6 +48,12 @@ class ModularLu::Elimination {
 
  private:
   std::vector<int>& column(int index) { return columns_[static_cast<std::size_t>(index)]; }
+  std::size_t& count(int index) { return counts_[static_cast<std::size_t>(index)]; }
+
+  void add_to_column(int index, int row) {
+    column(index).push_back(row);
+    ++count(index);
+  }
 
   // Rows wait in queues by their length; entries that are out of date are passed over.
   void enqueue(int row) {
@@ -72,8 +78,8 @@ class ModularLu::Elimination {
         ++seen;
         if (shortest_ == 0) return -1;  // an empty row
         for (const Entry& e : rows_[row]) {
-          if (column(e.index).size() >= best_cost) continue;
-          best_cost = column(e.index).size();
+          if (count(e.index) >= best_cost) continue;
+          best_cost = count(e.index);
           best = static_cast<int>(row);
         }
       }
@@ -86,10 +92,11 @@ class ModularLu::Elimination {
     const auto pivot_row = static_cast<std::size_t>(pivot->row);
     is_done_[pivot_row] = true;
     pivot->upper = std::move(rows_[pivot_row]);
-    for (const Entry& e : pivot->upper) remove(&column(e.index), pivot->row);
+    for (const Entry& e : pivot->upper) --count(e.index);
     for (const int row : column(pivot->column)) {
-      if (row == pivot->row) continue;
+      if (is_done_[static_cast<std::size_t>(row)]) continue;
       const std::uint64_t value = take(&rows_[static_cast<std::size_t>(row)], pivot->column);
+      if (value == 0) continue;
       const std::uint64_t factor = Residue::multiply(value, pivot->inverse);
       pivot->lower.push_back({row, factor});
       subtract(pivot->upper, factor, row);
@@ -100,6 +107,7 @@ class ModularLu::Elimination {
 
   // row -= factor * upper
   void subtract(const Row& upper, std::uint64_t factor, int row) {
+    if (upper.empty()) return;
     Row& target = rows_[static_cast<std::size_t>(row)];
     for (std::size_t i = 0; i < target.size(); ++i) {
       position_[static_cast<std::size_t>(target[i].index)] = static_cast<int>(i);
@@ -111,7 +119,7 @@ class ModularLu::Elimination {
       const int at = position_[static_cast<std::size_t>(e.index)];
       if (at < 0) {
         target.push_back({e.index, change});
-        column(e.index).push_back(row);
+        add_to_column(e.index, row);
       } else {
         std::uint64_t& value = target[static_cast<std::size_t>(at)].value;
         value = Residue::add(value, change);
@@ -123,22 +131,16 @@ class ModularLu::Elimination {
         ++i;
         continue;
       }
-      remove(&column(target[i].index), row);
+      --count(target[i].index);
       target[i] = target.back();
       target.pop_back();
     }
   }
 
-  static void remove(std::vector<int>* list, int item) {
-    const auto found = std::find(list->begin(), list->end(), item);
-    assert(found != list->end());
-    *found = list->back();
-    list->pop_back();
-  }
-
+  // 0 when there is no such entry.
   static std::uint64_t take(Row* row, int index) {
     const auto found = std::find_if(row->begin(), row->end(), [index](const Entry& e) { return e.index == index; });
-    assert(found != row->end());
+    if (found == row->end()) return 0;
     const std::uint64_t value = found->value;
     *found = row->back();
     row->pop_back();
@@ -146,7 +148,8 @@ class ModularLu::Elimination {
   }
 
   std::vector<Row> rows_;                  // what is left of them
-  std::vector<std::vector<int>> columns_;  // the rows that have an entry there
+  std::vector<std::vector<int>> columns_;  // the rows that have an entry there, and some that had
+  std::vector<std::size_t> counts_;        // by column: the rows that are left and have an entry there
   std::vector<int> position_;              // scratch: of a column in a row, else -1
   std::vector<bool> is_done_;              // rows
   std::vector<std::vector<int>> queues_;   // of rows, by length

@@ -45,7 +45,8 @@ class Proposer {
   virtual void refresh(int side) = 0;
 };
 
-// Null when no such solver is installed. The program must outlive the proposer.
+// Null when no such solver is installed, or when the coefficients are too large for it. The program must outlive the
+// proposer.
 std::unique_ptr<Proposer> make_proposer(const LinearProgram& program);
 
 }  // namespace tarku::lp

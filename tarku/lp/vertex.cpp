@@ -1,3 +1,4 @@
+// From a basis to a square integer system and back.
 #include "tarku/lp/vertex.h"
 
 #include <cstddef>
@@ -56,6 +57,7 @@ std::optional<std::vector<QNumber>> solve(const IntegerSystem& system, const std
 }  // namespace
 
 bool Vertex::compute(const LinearProgram& program, const Basis& basis, const TerminationTest* test) {
+  if (basis.size() != at(program.num_sides())) return false;
   program_ = &program;
   basis_ = &basis;
   place_others();

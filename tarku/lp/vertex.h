@@ -16,7 +16,7 @@ namespace tarku::lp {
 
 class Vertex {
  public:
-  // Both must outlive the vertex. False when the basis is none.
+  // Both must live as long as the vertex is asked. False when the basis is none.
   bool compute(const LinearProgram& program, const Basis& basis, const TerminationTest* test);
 
   // By side; they satisfy the equations of the program.

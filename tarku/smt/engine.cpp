@@ -1125,7 +1125,8 @@ bool Engine::symbol_truth(Term symbol) {
       has_found_ && truth != found_truths_.end()) {
     return truth->second;
   }
-  const int variable = has_found_ && search_ ? search_->clausifier().find_symbol(symbol) : 0;
+  // The guide's models are of literals alone: the SAT solver has no answer then.
+  const int variable = has_found_ && !formulas_.empty() ? search_->clausifier().find_symbol(symbol) : 0;
   return variable != 0 && search_->value(variable);
 }
 
