@@ -36,6 +36,8 @@ struct ClpLibrary {
   decltype(&::Clp_columnUpper) columnUpper;
   decltype(&::Clp_rowLower) rowLower;
   decltype(&::Clp_rowUpper) rowUpper;
+  decltype(&::Clp_primalColumnSolution) primalColumnSolution;
+  decltype(&::Clp_primalRowSolution) primalRowSolution;
   decltype(&::Clp_setLogLevel) setLogLevel;
   decltype(&::Clp_setMaximumIterations) setMaximumIterations;
   decltype(&::Clp_setPrimalTolerance) setPrimalTolerance;
@@ -71,6 +73,8 @@ struct ClpLibrary {
     bind(&library.columnUpper, "Clp_columnUpper");
     bind(&library.rowLower, "Clp_rowLower");
     bind(&library.rowUpper, "Clp_rowUpper");
+    bind(&library.primalColumnSolution, "Clp_primalColumnSolution");
+    bind(&library.primalRowSolution, "Clp_primalRowSolution");
     bind(&library.setLogLevel, "Clp_setLogLevel");
     bind(&library.setMaximumIterations, "Clp_setMaximumIterations");
     bind(&library.setPrimalTolerance, "Clp_setPrimalTolerance");
@@ -125,16 +129,21 @@ class ClpProposer final : public Proposer {
     if (num_basic != program_.num_rows()) return {};
     const int status = clp_.status(model_);
     if (status == optimal) result.claim = Claim::feasible;
-    if (status == primal_infeasible) result.claim = Claim::infeasible;
+    if (status == primal_infeasible) {
+      result.claim = Claim::infeasible;
+      result.suspects = suspects(result.basis);
+    }
     return result;
   }
+
+  double value(int side) override { return solution(side) / factor(side); }
 
   void zoom(const std::vector<QNumber>& values, const QNumber& scale) override {
     for (int s = 0; s < program_.num_sides(); ++s) {
       const QNumber& value = values[static_cast<std::size_t>(s)];
       const Side& side = program_.side(s);
-      lower(s) = side.lower ? magnified(program_.inner_lower(s) - value, scale, -infinity) : -infinity;
-      upper(s) = side.upper ? magnified(program_.inner_upper(s) - value, scale, infinity) : infinity;
+      lower(s) = side.lower ? within((program_.inner_lower(s) - value) * scale, s, far, -infinity) : -infinity;
+      upper(s) = side.upper ? within((program_.inner_upper(s) - value) * scale, s, far, infinity) : infinity;
     }
   }
 
@@ -144,8 +153,8 @@ class ClpProposer final : public Proposer {
 
   void refresh(int s) override {
     const Side& side = program_.side(s);
-    lower(s) = side.lower ? in_range(program_.inner_lower(s), -infinity) : -infinity;
-    upper(s) = side.upper ? in_range(program_.inner_upper(s), infinity) : infinity;
+    lower(s) = side.lower ? within(program_.inner_lower(s), s, largest, -infinity) : -infinity;
+    upper(s) = side.upper ? within(program_.inner_upper(s), s, largest, infinity) : infinity;
   }
 
  private:
@@ -153,23 +162,35 @@ class ClpProposer final : public Proposer {
   static constexpr std::chrono::milliseconds poll_period{10};
   static constexpr double far = 1e10;  // beyond it a bound is out of sight
 
-  static double in_range(const QNumber& value, double none) {
-    const double result = value.to_double();
-    return std::abs(result) > largest ? none : result;
-  }
-
-  static double magnified(const QNumber& distance, const QNumber& scale, double none) {
-    const double result = (distance * scale).to_double();
-    return std::abs(result) > far ? none : result;
+  // The value of the side as CLP sees it; `none` when it is too far away.
+  double within(const QNumber& value, int s, double limit, double none) const {
+    const double result = value.to_double() * factor(s);
+    return std::abs(result) <= limit ? result : none;
   }
 
   double& lower(int s) {
     const int first_row = program_.num_columns();
     return s < first_row ? clp_.columnLower(model_)[s] : clp_.rowLower(model_)[s - first_row];
   }
+  double solution(int s) {
+    const int first_row = program_.num_columns();
+    return s < first_row ? clp_.primalColumnSolution(model_)[s] : clp_.primalRowSolution(model_)[s - first_row];
+  }
   double& upper(int s) {
     const int first_row = program_.num_columns();
     return s < first_row ? clp_.columnUpper(model_)[s] : clp_.rowUpper(model_)[s - first_row];
+  }
+
+  // Rows are scaled by powers of two to coefficients of at most 1: integers without a common factor may be huge.
+  void set_factors() {
+    for (int i = 0; i < program_.num_rows(); ++i) {
+      double magnitude = 0;
+      for (const Term& term : program_.terms(i)) magnitude = std::max(magnitude, std::abs(term.coeff.to_double()));
+      factors_.push_back(magnitude == 0 ? 1 : std::ldexp(1.0, -std::ilogb(magnitude)));
+    }
+  }
+  double factor(int s) const {
+    return s < program_.num_columns() ? 1 : factors_[static_cast<std::size_t>(s - program_.num_columns())];
   }
 
   void load() {
@@ -180,13 +201,14 @@ class ClpProposer final : public Proposer {
     }
     for (std::size_t j = 0; j < num_columns; ++j) starts[j + 1] += starts[j];
     std::vector<CoinBigIndex> next(starts.begin(), starts.end() - 1);
+    set_factors();
     std::vector<int> indices(static_cast<std::size_t>(starts.back()));
     std::vector<double> values(indices.size());
     for (int i = 0; i < program_.num_rows(); ++i) {
       for (const Term& term : program_.terms(i)) {
         const auto at = static_cast<std::size_t>(next[static_cast<std::size_t>(term.column)]++);
         indices[at] = i;
-        values[at] = term.coeff.to_double();
+        values[at] = term.coeff.to_double() * factors_[static_cast<std::size_t>(i)];
       }
     }
     clp_.loadProblem(model_, program_.num_columns(), program_.num_rows(), starts.data(), indices.data(), values.data(),
@@ -237,6 +259,23 @@ class ClpProposer final : public Proposer {
     }
   }
 
+  // The basic sides that are furthest beyond a bound.
+  std::vector<Suspect> suspects(const Basis& basis) {
+    constexpr double tolerance = 1e-9;
+    constexpr std::size_t few = 3;
+    std::vector<std::pair<double, Suspect>> all;
+    for (int s = 0; s < program_.num_sides(); ++s) {
+      if (basis[static_cast<std::size_t>(s)] != Place::basic) continue;
+      const double value = solution(s), below = lower(s) - value, above = value - upper(s);
+      if (std::max(below, above) > tolerance) all.push_back({std::max(below, above), {s, above > below}});
+    }
+    const auto end = all.begin() + static_cast<std::ptrdiff_t>(std::min(all.size(), few));
+    std::partial_sort(all.begin(), end, all.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::vector<Suspect> result;
+    for (auto each = all.begin(); each != end; ++each) result.push_back(each->second);
+    return result;
+  }
+
   bool is_primal() const { return method_ == Method::primal || method_ == Method::unscaled_primal; }
 
   // Begins anew, from the basis of all rows.
@@ -252,6 +291,7 @@ class ClpProposer final : public Proposer {
   const LinearProgram& program_;
   std::unique_ptr<Clp_Simplex, decltype(&::Clp_deleteModel)> owner_;
   Clp_Simplex* model_;
+  std::vector<double> factors_;  // of rows
   Method method_ = Method::dual;
   bool has_thrown_ = false;
 };
@@ -259,7 +299,7 @@ class ClpProposer final : public Proposer {
 bool has_coefficients_in_range(const LinearProgram& program) {
   for (int i = 0; i < program.num_rows(); ++i) {
     for (const Term& term : program.terms(i)) {
-      if (std::abs(term.coeff.to_double()) > largest) return false;
+      if (!std::isfinite(term.coeff.to_double())) return false;
     }
   }
   return true;
@@ -271,6 +311,10 @@ std::unique_ptr<Proposer> make_proposer(const LinearProgram& program) {
   if (!has_coefficients_in_range(program)) return nullptr;
   const ClpLibrary* const library = ClpLibrary::load();
   return library == nullptr ? nullptr : std::make_unique<ClpProposer>(*library, program);
+}
+
+bool has_proposer() {
+  return ClpLibrary::load() != nullptr;
 }
 
 }  // namespace tarku::lp

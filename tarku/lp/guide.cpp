@@ -36,7 +36,8 @@ Outcome Guide::decide(const TerminationTest* test) {
   std::optional<QNumber> last_excess;
   for (int round = 0; round < max_rounds; ++round) {
     const Proposal proposal = proposer_.propose(method, iteration_limit(), test);
-    const bool is_basis = !proposal.basis.empty() && vertex_.compute(program_, proposal.basis, test);
+    const bool is_basis =
+        !proposal.basis.empty() && vertex_.set_basis(program_, proposal.basis, test) && vertex_.compute(test);
     if (is_basis) {
       find_violations();
       if (violations_.empty()) return feasible();
@@ -63,9 +64,12 @@ Outcome Guide::decide(const TerminationTest* test) {
 Outcome Guide::look(const TerminationTest* test) {
   if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
   const Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
-  if (proposal.claim != Claim::infeasible || !vertex_.compute(program_, proposal.basis, test)) return {};
-  find_violations();
-  return violations_.empty() ? Outcome() : look_for_conflict(test);
+  if (proposal.claim != Claim::infeasible || !vertex_.set_basis(program_, proposal.basis, test)) return {};
+  for (const Suspect& suspect : proposal.suspects) {
+    Outcome outcome = conflict_of({suspect}, test);
+    if (outcome.kind == Outcome::Kind::infeasible) return outcome;
+  }
+  return {};
 }
 
 // Of one side. After this, no side violates both of its bounds: the margin leaves room between them.
@@ -111,10 +115,12 @@ Outcome Guide::feasible() const {
 // First among the violations all at once, which is where primal methods end; then one by one, where dual ones do.
 Outcome Guide::look_for_conflict(const TerminationTest* test) {
   wanted_margin_ = QNumber();
-  Outcome outcome = conflict_of(violations_.data(), violations_.size(), test);
-  const std::size_t num_attempts = violations_.size() == 1 ? 0 : std::min(violations_.size(), max_attempts);
+  std::vector<Suspect> suspects;
+  for (const Violation& violation : violations_) suspects.push_back({violation.side, violation.is_upper});
+  Outcome outcome = conflict_of(suspects, test);
+  const std::size_t num_attempts = suspects.size() == 1 ? 0 : std::min(suspects.size(), max_attempts);
   for (std::size_t i = 0; i < num_attempts && outcome.kind == Outcome::Kind::none; ++i) {
-    outcome = conflict_of(&violations_[i], 1, test);
+    outcome = conflict_of({suspects[i]}, test);
   }
   return outcome;
 }
@@ -125,22 +131,23 @@ struct Guide::Sum {
   QNumber strict;  // the multipliers of strict bounds
 };
 
-// The violated bounds ask for a sum of their sides; the other sides, in whose terms it can be written, may not allow
-// it.
-Outcome Guide::conflict_of(const Violation* violations, std::size_t count, const TerminationTest* test) {
-  std::vector<QNumber> costs(at(program_.num_sides()));
+// The bounds of the suspects ask for a sum of their sides; the other sides, in whose terms it can be written, may not
+// allow it.
+Outcome Guide::conflict_of(const std::vector<Suspect>& suspects, const TerminationTest* test) {
+  const Integer one(1);
+  Vertex::Combination costs;
+  for (const Suspect& suspect : suspects) costs.emplace_back(suspect.side, Integer(suspect.is_upper ? -1 : 1));
+  Integer denominator;
+  const std::optional<Vertex::Combination> reduced = vertex_.reduced(costs, &denominator, test);
+  if (!reduced) return {};
   Sum sum;
-  for (std::size_t i = 0; i < count; ++i) {
-    const Violation& v = violations[i];
-    costs[at(v.side)] = QNumber(v.is_upper ? -1 : 1);
-    if (!add_summand(v.side, v.is_upper, QNumber(1), &sum)) return {};
+  const QNumber scale = QNumber::from_fraction(denominator.z(), one.z());
+  for (const Suspect& suspect : suspects) {
+    if (!add_summand(suspect.side, suspect.is_upper, scale, &sum)) return {};
   }
-  const std::vector<QNumber> reduced = vertex_.reduced(costs, test);
-  if (reduced.empty()) return {};
-  for (int s = 0; s < program_.num_sides(); ++s) {
-    const QNumber& factor = reduced[at(s)];
-    if (factor.is_zero()) continue;
-    if (!add_summand(s, factor.is_positive(), factor.abs(), &sum)) return {};
+  for (const auto& [side, factor] : *reduced) {
+    const QNumber value = QNumber::from_fraction(factor.z(), one.z());
+    if (!add_summand(side, value.is_positive(), value.abs(), &sum)) return {};
   }
   if (sum.slack.is_negative() || (sum.slack.is_zero() && sum.strict.is_positive())) {
     sum.outcome.kind = Outcome::Kind::infeasible;

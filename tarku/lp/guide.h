@@ -10,7 +10,6 @@
 // contradiction.
 #pragma once
 
-#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -62,7 +61,7 @@ class Guide {
   void add_violation(int side, bool is_upper, QNumber excess);
   Outcome feasible() const;
   Outcome look_for_conflict(const TerminationTest* test);
-  Outcome conflict_of(const Violation* violations, std::size_t count, const TerminationTest* test);
+  Outcome conflict_of(const std::vector<Suspect>& suspects, const TerminationTest* test);
   bool add_summand(int side, bool is_upper, const QNumber& multiplier, Sum* sum) const;
   QNumber scale() const;
 

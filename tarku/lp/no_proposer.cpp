@@ -7,4 +7,8 @@ std::unique_ptr<Proposer> make_proposer(const LinearProgram&) {
   return nullptr;
 }
 
+bool has_proposer() {
+  return false;
+}
+
 }  // namespace tarku::lp

@@ -22,9 +22,15 @@ enum class Method : std::uint8_t { dual, unscaled_dual, primal, unscaled_primal 
 constexpr Method last_method = Method::unscaled_primal;
 
 enum class Claim : std::uint8_t { none, feasible, infeasible };
+// A basic side that a claim of infeasibility may rest on: it seems to be beyond one of its bounds.
+struct Suspect {
+  int side;
+  bool is_upper;
+};
 struct Proposal {
   Basis basis;  // empty when there is none
   Claim claim = Claim::none;
+  std::vector<Suspect> suspects;  // with a claim of infeasibility: a few, the likeliest first
 };
 
 class Proposer {
@@ -34,6 +40,9 @@ class Proposer {
   // Searches on from where the last search with this method ended, for so many iterations at most, and proposes where
   // it ends. Polls `test`, null for none; what it throws passes through.
   virtual Proposal propose(Method method, int iterations, const TerminationTest* test) = 0;
+
+  // Of a side, at the end of the last search. Needs: not zoomed since.
+  virtual double value(int side) = 0;
 
   // Looks through a magnifying glass from now on: for the differences from `values`, which satisfy the equations of the
   // program, times `scale`.
@@ -48,5 +57,8 @@ class Proposer {
 // Null when no such solver is installed, or when the coefficients are too large for it. The program must outlive the
 // proposer.
 std::unique_ptr<Proposer> make_proposer(const LinearProgram& program);
+
+// Whether one is installed.
+bool has_proposer();
 
 }  // namespace tarku::lp

@@ -2,6 +2,9 @@
 #include "tarku/lp/vertex.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <utility>
 
 namespace tarku::lp {
 
@@ -56,15 +59,19 @@ std::optional<std::vector<QNumber>> solve(const IntegerSystem& system, const std
 
 }  // namespace
 
-bool Vertex::compute(const LinearProgram& program, const Basis& basis, const TerminationTest* test) {
+bool Vertex::set_basis(const LinearProgram& program, const Basis& basis, const TerminationTest* test) {
   if (basis.size() != at(program.num_sides())) return false;
   program_ = &program;
   basis_ = &basis;
+  return set_kernel(test);
+}
+
+bool Vertex::compute(const TerminationTest* test) {
   place_others();
-  if (!set_kernel(test) || !solve_kernel(test)) return false;
-  for (int i = 0; i < program.num_rows(); ++i) {
+  if (!solve_kernel(test)) return false;
+  for (int i = 0; i < program_->num_rows(); ++i) {
     if (test != nullptr) (*test)();
-    if (is_basic(program.num_columns() + i)) values_[at(program.num_columns() + i)] = row_sum(i);
+    if (is_basic(program_->num_columns() + i)) values_[at(program_->num_columns() + i)] = row_sum(i);
   }
   return true;
 }
@@ -123,29 +130,52 @@ QNumber Vertex::row_sum(int row) const {
   return sum.compact();
 }
 
-std::vector<QNumber> Vertex::reduced(const std::vector<QNumber>& costs, const TerminationTest* test) const {
+std::optional<Vertex::Combination> Vertex::reduced(const Combination& costs, Integer* denominator,
+                                                   const TerminationTest* test) const {
   const int num_columns = program_->num_columns();
   // Basic rows are put in terms of columns first.
-  std::vector<QNumber> by_column(costs.begin(), costs.begin() + num_columns);
-  for (int i = 0; i < program_->num_rows(); ++i) {
-    const QNumber& cost = costs[at(num_columns + i)];
-    if (cost.is_zero()) continue;
-    for (const Term& term : program_->terms(i)) by_column[at(term.column)].add_mul(cost, term.coeff);
+  std::vector<Integer> sums(at(num_columns));
+  for (const auto& [side, cost] : costs) {
+    if (side < num_columns) {
+      mpz_add(sums[at(side)].z(), sums[at(side)].z(), cost.z());
+    } else {
+      add_row(side - num_columns, cost, &sums);
+    }
   }
-  std::vector<QNumber> right;
-  for (const int j : kernel_columns_) right.push_back(by_column[at(j)]);
-  const std::optional<std::vector<QNumber>> multipliers = solve(kernel_, right, true, test);
-  if (!multipliers) return {};
-  std::vector<QNumber> result(at(program_->num_sides()));
-  for (int j = 0; j < num_columns; ++j) result[at(j)] = by_column[at(j)];
+  std::vector<Integer> right;
+  for (const int j : kernel_columns_) right.push_back(sums[at(j)]);
+  const std::optional<IntegerSystem::Solution> multipliers = kernel_.solve(right, true, test);
+  if (!multipliers) return std::nullopt;
+  *denominator = multipliers->denominator;
+  for (Integer& sum : sums) mpz_mul(sum.z(), sum.z(), denominator->z());
+  Combination result, rows;
   for (std::size_t k = 0; k < kernel_rows_.size(); ++k) {
     if (test != nullptr) (*test)();
-    const QNumber& multiplier = (*multipliers)[k];
-    if (multiplier.is_zero()) continue;
-    result[at(num_columns + kernel_rows_[k])] = multiplier;
-    for (const Term& term : program_->terms(kernel_rows_[k])) result[at(term.column)].sub_mul(multiplier, term.coeff);
+    if (multipliers->numerators[k].is_zero()) continue;
+    Integer negated;
+    mpz_neg(negated.z(), multipliers->numerators[k].z());
+    add_row(kernel_rows_[k], negated, &sums);
+    rows.emplace_back(num_columns + kernel_rows_[k], multipliers->numerators[k]);
   }
+  for (int j = 0; j < num_columns; ++j) {
+    if (!sums[at(j)].is_zero()) result.emplace_back(j, std::move(sums[at(j)]));
+  }
+  std::move(rows.begin(), rows.end(), std::back_inserter(result));
   return result;
+}
+
+// Adds a multiple of a row to sums of columns.
+void Vertex::add_row(int row, const Integer& factor, std::vector<Integer>* sums) const {
+  for (const Term& term : program_->terms(row)) {
+    mpz_ptr sum = (*sums)[at(term.column)].z();
+    if (term.coeff.is_small()) {
+      const std::int64_t coeff = term.coeff.small_num();
+      const auto magnitude = static_cast<unsigned long>(coeff < 0 ? -coeff : coeff);
+      coeff < 0 ? mpz_submul_ui(sum, factor.z(), magnitude) : mpz_addmul_ui(sum, factor.z(), magnitude);
+    } else {
+      mpz_addmul(sum, fraction(term.coeff).num.z(), factor.z());
+    }
+  }
 }
 
 }  // namespace tarku::lp

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "tarku/lp/integer_system.h"
@@ -17,14 +18,18 @@ namespace tarku::lp {
 class Vertex {
  public:
   // Both must live as long as the vertex is asked. False when the basis is none.
-  bool compute(const LinearProgram& program, const Basis& basis, const TerminationTest* test);
+  bool set_basis(const LinearProgram& program, const Basis& basis, const TerminationTest* test);
 
+  // Computes the values. False when that fails.
+  bool compute(const TerminationTest* test);
   // By side; they satisfy the equations of the program.
   const std::vector<QNumber>& values() const { return values_; }
 
-  // Writes the sum of `costs` times the basic sides as a combination of the others. Both by side, 0 where they have
-  // none. Empty when that fails.
-  std::vector<QNumber> reduced(const std::vector<QNumber>& costs, const TerminationTest* test) const;
+  // Some sides, each with an integer as its factor, in the order of the sides.
+  using Combination = std::vector<std::pair<int, Integer>>;
+  // Writes the sum of `costs`, of basic sides, as a combination of the other sides, times *denominator, a positive
+  // integer. Empty when that fails.
+  std::optional<Combination> reduced(const Combination& costs, Integer* denominator, const TerminationTest* test) const;
 
  private:
   bool is_basic(int side) const { return (*basis_)[static_cast<std::size_t>(side)] == Place::basic; }
@@ -32,6 +37,7 @@ class Vertex {
   bool set_kernel(const TerminationTest* test);
   bool solve_kernel(const TerminationTest* test);
   QNumber row_sum(int row) const;
+  void add_row(int row, const Integer& factor, std::vector<Integer>* sums) const;
 
   const LinearProgram* program_ = nullptr;
   const Basis* basis_ = nullptr;

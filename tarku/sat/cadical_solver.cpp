@@ -455,7 +455,7 @@ bool CadicalSolver::is_fixed(Literal literal) const {
 // ---- guidance and limits ----
 
 void CadicalSolver::set_phase(Literal literal) {
-  require_idle("set_phase");
+  if (broken_) require_idle("set_phase");
   require_literal(literal, "set_phase");
   cadical_.phase(literal);
 }

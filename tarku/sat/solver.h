@@ -94,7 +94,7 @@ class Solver {
 
   // ---- guidance and limits ----
 
-  // The value that decisions try first.
+  // The value that decisions try first. Callbacks may set it, too.
   virtual void set_phase(Literal literal) = 0;
   virtual void clear_phase(Variable variable) = 0;
 

@@ -24,8 +24,8 @@
 // explain), and solve throws the same exception. A new_level, assign or backtrack that threw counts as not done, and is
 // called again when the next search needs it.
 //
-// Callbacks may call new_observed_variable, is_fixed, is_observed, num_variables and statistics of the Solver; its
-// other calls throw.
+// Callbacks may call new_observed_variable, is_fixed, is_observed, num_variables, set_phase and statistics of the
+// Solver; its other calls throw.
 #pragma once
 
 #include "tarku/sat/literal.h"

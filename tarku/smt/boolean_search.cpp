@@ -5,12 +5,18 @@
 #include <cassert>
 #include <cstdlib>
 
-#include "tarku/la/lasolver.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::smt {
 
 using proof::Refutation;
+
+namespace {
+
+// One check in so many sets the phases.
+constexpr std::uint64_t phase_period = 16;
+
+}  // namespace
 
 BooleanSearch::BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms,
                              proof::Constraints& constraints, Base& base, bool is_logged, std::uint64_t seed)
@@ -32,12 +38,12 @@ struct BooleanSearch::Cleanup {
     while (search.num_pushed_ > 0) search.pop_last();
     search.has_conflict_ = search.is_conflict_untold_ = false;
     search.implications_.clear();
-    search.solver_ = nullptr;
+    search.arithmetic_ = nullptr;
   }
 };
 
-sat::Answer BooleanSearch::solve(la::Solver& solver, const std::vector<int>& guards, TerminationTest* test) {
-  solver_ = &solver;
+sat::Answer BooleanSearch::solve(Arithmetic& arithmetic, const std::vector<int>& guards, TerminationTest* test) {
+  arithmetic_ = &arithmetic;
   is_checked_ = false;
   const Cleanup cleanup{*this};
   sat::Solver& sat = clauses_.solver();
@@ -71,7 +77,7 @@ void BooleanSearch::backtrack(int level) {
 
 void BooleanSearch::pop_last() {
   Entry& entry = trail_[--num_pushed_];
-  if (entry.is_pushed) solver_->pop_constraint();
+  if (entry.is_pushed) arithmetic_->pop();
   entry.is_pushed = false;
 }
 
@@ -94,9 +100,9 @@ bool BooleanSearch::push_assigned() {
     const int constraint = constraint_of(entry.literal);
     if (!base_.holds(constraint)) {
       is_checked_ = false;
-      if (!solver_->push_constraint(constraint)) {
+      if (!arithmetic_->push(constraint)) {
         report_conflict();
-        solver_->pop_constraint();
+        arithmetic_->pop();
         return false;
       }
       entry.is_pushed = true;
@@ -109,18 +115,30 @@ bool BooleanSearch::push_assigned() {
 bool BooleanSearch::is_consistent(bool is_complete) {
   if (has_conflict_ || !push_assigned()) return false;
   if (is_checked_ && !is_complete) return true;
-  is_checked_ = solver_->check(!is_complete);
-  if (!is_checked_) report_conflict();
+  is_checked_ = arithmetic_->check(is_complete);
+  if (!is_checked_) {
+    report_conflict();
+  } else if (++num_checks_ % phase_period == 0) {
+    set_phases();
+  }
   return is_checked_;
+}
+
+// What is not assigned is tried the way that the values have it.
+void BooleanSearch::set_phases() {
+  for (const int variable : clauses_.observed()) {
+    const int constraint = clauses_.atom(variable).when_true;
+    if (constraint == 0 || is_assigned(variable)) continue;
+    clauses_.solver().set_phase(arithmetic_->is_satisfied(constraint) ? variable : -variable);
+  }
 }
 
 void BooleanSearch::report_conflict() {
   has_conflict_ = is_conflict_untold_ = true;
   if (clauses_.is_logged()) {
-    const proof::Ref proof(solver_->get_conflict_proof());
-    conflict_ = clause_with_log(*proof, &conflict_step_);
+    conflict_ = clause_with_log(arithmetic_->refutation(constraints_), &conflict_step_);
   } else {
-    conflict_ = clause_without_log(solver_->conflict_);
+    conflict_ = clause_without_log(arithmetic_->conflict());
   }
 }
 
@@ -128,27 +146,21 @@ void BooleanSearch::report_conflict() {
 
 sat::Literal BooleanSearch::propagate() {
   if (!is_consistent(false)) return 0;
-  int constraint = 0;
-  std::vector<int> reason;
-  while (solver_->next_implied(&constraint, &reason)) {
-    const int literal = clausifier_.find_literal(constraint);
+  while (std::optional<Arithmetic::Implication> next = arithmetic_->next_implication(clauses_.is_logged())) {
+    const int literal = clausifier_.find_literal(next->constraint);
     if (literal == 0 || clauses_.atom(std::abs(literal)).when_true == 0 || is_assigned(literal)) continue;
-    Implication& implication = implications_[literal];
-    implication.reason = reason;
-    if (clauses_.is_logged()) {
-      implication.proof.reset(solver_->get_implication_proof(-1));
-      if (implication.proof == nullptr) continue;
-    }
+    if (clauses_.is_logged() && next->proof == nullptr) continue;
+    implications_[literal] = std::move(*next);
     return literal;
   }
   return 0;
 }
 
 void BooleanSearch::explain(sat::Literal literal, sat::Clause& reason) {
-  const Implication& implication = implications_.at(literal);
+  const Arithmetic::Implication& implication = implications_.at(literal);
   if (clauses_.is_logged()) {
     ProofLog::Id step = 0;
-    reason = clause_with_log(*implication.proof, &step);
+    reason = clause_with_log(Refutation::of(*implication.proof, constraints_), &step);
     clauses_.announce(step);
   } else {
     reason = clause_without_log(implication.reason);
@@ -223,9 +235,9 @@ class BooleanSearch::LogDerivation : public proof::Derivation {
 };
 
 // The clause of the lemma, with base constraints resolved away by their assertions.
-Clause BooleanSearch::clause_with_log(const proof::Proof& proof, ProofLog::Id* step) {
+Clause BooleanSearch::clause_with_log(const Refutation& refutation, ProofLog::Id* step) {
   LogDerivation steps(*this);
-  const Refutation::Lemma lemma = Refutation::of(proof, constraints_).derive(steps);
+  const Refutation::Lemma lemma = refutation.derive(steps);
   Clause clause;
   std::vector<ProofLog::Id> antecedents;
   for (const int literal : lemma.clause) {

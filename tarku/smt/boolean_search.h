@@ -14,6 +14,7 @@
 
 #include "tarku/proof/refutation.h"
 #include "tarku/sat/theory.h"
+#include "tarku/smt/arithmetic.h"
 #include "tarku/smt/atoms.h"
 #include "tarku/smt/clause_base.h"
 #include "tarku/smt/clausifier.h"
@@ -23,10 +24,6 @@
 namespace tarku {
 class TerminationTest;
 }
-namespace tarku::la {
-class Solver;
-}
-
 namespace tarku::smt {
 
 class BooleanSearch : private sat::Theory {
@@ -48,9 +45,9 @@ class BooleanSearch : private sat::Theory {
   ClauseBase& clauses() { return clauses_; }
   Clausifier& clausifier() { return clausifier_; }
 
-  // Searches with the levels of these guards in force. Leaves the stack of `solver` as it was. What the termination
-  // test throws passes through.
-  sat::Answer solve(la::Solver& solver, const std::vector<int>& guards, TerminationTest* test);
+  // Searches with the levels of these guards in force. Leaves the stack of `arithmetic` as it was. What that and the
+  // termination test throw passes through.
+  sat::Answer solve(Arithmetic& arithmetic, const std::vector<int>& guards, TerminationTest* test);
   // After sat: the value of a variable of clauses.
   bool value(int variable) { return clauses_.solver().value(variable); }
 
@@ -58,10 +55,6 @@ class BooleanSearch : private sat::Theory {
   struct Entry {
     int literal;
     bool is_pushed = false;  // has an entry on the stack of the theory's solver
-  };
-  struct Implication {
-    std::vector<int> reason;  // constraints
-    proof::Ref proof;         // with a log
   };
   struct Cleanup;
   class LogDerivation;
@@ -78,6 +71,7 @@ class BooleanSearch : private sat::Theory {
   // ---- the theory's side ----
   bool push_assigned();
   bool is_consistent(bool is_complete);
+  void set_phases();
   void pop_last();
   void report_conflict();
   int constraint_of(int literal) const;
@@ -85,7 +79,7 @@ class BooleanSearch : private sat::Theory {
 
   // ---- clauses ----
   Clause clause_without_log(const std::vector<int>& constraints);
-  Clause clause_with_log(const proof::Proof& proof, ProofLog::Id* step);
+  Clause clause_with_log(const proof::Refutation& refutation, ProofLog::Id* step);
   ProofLog::Id base_step(int constraint, int literal);
 
   AtomTable& atoms_;
@@ -94,17 +88,18 @@ class BooleanSearch : private sat::Theory {
   ClauseBase clauses_;
   Clausifier clausifier_;
 
-  la::Solver* solver_ = nullptr;     // during a search
-  std::vector<Entry> trail_;         // atoms that are assigned
-  std::vector<std::size_t> starts_;  // where the levels from 1 on begin in it
-  std::size_t num_pushed_ = 0;       // prefix of trail_ that the theory knows
-  std::vector<signed char> values_;  // by variable: 1, -1, or 0 when it is not on the trail
-  bool is_checked_ = false;          // the values satisfy what is pushed
-  bool has_conflict_ = false;        // since the last backtrack
+  Arithmetic* arithmetic_ = nullptr;  // during a search
+  std::vector<Entry> trail_;          // atoms that are assigned
+  std::vector<std::size_t> starts_;   // where the levels from 1 on begin in it
+  std::size_t num_pushed_ = 0;        // prefix of trail_ that the theory knows
+  std::vector<signed char> values_;   // by variable: 1, -1, or 0 when it is not on the trail
+  std::uint64_t num_checks_ = 0;
+  bool is_checked_ = false;    // the values satisfy what is pushed
+  bool has_conflict_ = false;  // since the last backtrack
   bool is_conflict_untold_ = false;
   Clause conflict_;
   ProofLog::Id conflict_step_ = 0;
-  std::unordered_map<int, Implication> implications_;  // by literal
+  std::unordered_map<int, Arithmetic::Implication> implications_;  // by literal
 };
 
 }  // namespace tarku::smt

@@ -2,9 +2,7 @@
 #include "tarku/smt/conjunction_guide.h"
 
 #include <algorithm>
-#include <memory>
-
-#include "tarku/lp/proposer.h"
+#include <utility>
 
 namespace tarku::smt {
 
@@ -16,33 +14,76 @@ std::size_t at(int index) {
 
 }  // namespace
 
-void ConjunctionGuide::add(int constraint) {
+bool ConjunctionGuide::add(int constraint) {
   const AtomTable::Bound& bound = atoms_.bound_of(constraint);
-  if (bound.relation == Relation::distinct) {
-    disequalities_.push_back(constraint);
-    return;
-  }
-  lp::Side& side = atoms_.row_of(bound.variable) < 0 ? program_.column(column_of(bound.variable))
-                                                     : program_.row(row_of(bound.variable));
+  const int s = program_side(bound.variable);
+  lp::Side& side = program_.side(s);
+  added_.push_back({constraint, side});
+  if (bound.relation == Relation::distinct) return true;
   if (bound.relation != Relation::greater && bound.relation != Relation::greater_equal) bound_above(&side, bound);
   if (bound.relation != Relation::less && bound.relation != Relation::less_equal) bound_below(&side, bound);
+  if (guide_) guide_->refresh(s);
+  return is_possible(side);
 }
 
+void ConjunctionGuide::remove_last() {
+  const AtomTable::Bound& bound = atoms_.bound_of(added_.back().constraint);
+  const int s = program_side(bound.variable);
+  program_.side(s) = std::move(added_.back().former);
+  added_.pop_back();
+  if (guide_ && bound.relation != Relation::distinct) guide_->refresh(s);
+}
+
+bool ConjunctionGuide::is_possible(const lp::Side& side) {
+  if (!side.lower || !side.upper || side.lower->value < side.upper->value) return true;
+  const bool is_strict = side.lower->is_strict || side.upper->is_strict;
+  if (!is_strict && side.lower->value == side.upper->value) return true;
+  conflict_.clear();
+  add_summand(side, true, QNumber(1));
+  add_summand(side, false, QNumber(1));
+  return false;
+}
+
+int& ConjunctionGuide::known_side(int variable) {
+  if (at(variable) >= sides_.size()) sides_.resize(std::max(at(variable) + 1, 2 * sides_.size()), no_side);
+  return sides_[at(variable)];
+}
+
+// A program that has grown needs a new proposer.
 int ConjunctionGuide::column_of(int variable) {
-  int& column = sides_[at(variable)];
-  if (column == no_side) column = program_.add_column();
-  return column;
+  if (known_side(variable) != no_side) return known_side(variable);
+  guide_.reset();
+  return known_side(variable) = program_.add_column();
 }
 
 int ConjunctionGuide::row_of(int variable) {
-  if (sides_[at(variable)] != no_side) return sides_[at(variable)];
+  if (known_side(variable) != no_side) return known_side(variable);
   const AtomTable::Row& row = atoms_.rows()[at(atoms_.row_of(variable))];
   const Monomial* monomials = atoms_.monomials(row);
   std::vector<lp::Term> terms;
   for (std::uint32_t i = 0; i < row.count; ++i) {
     terms.push_back({column_of(atoms_.find_variable(monomials[i].leaf)), monomials[i].coeff});
   }
-  return sides_[at(variable)] = program_.add_row(std::move(terms));
+  guide_.reset();
+  return known_side(variable) = program_.add_row(std::move(terms));
+}
+
+int ConjunctionGuide::side_of(int variable) {
+  return atoms_.row_of(variable) < 0 ? column_of(variable) : row_of(variable);
+}
+
+// Rows come after all columns, so this number holds until the program grows.
+int ConjunctionGuide::program_side(int variable) {
+  const int side = side_of(variable);
+  return atoms_.row_of(variable) < 0 ? side : program_.num_columns() + side;
+}
+
+lp::Guide* ConjunctionGuide::guide() {
+  if (!guide_) {
+    proposer_ = lp::make_proposer(program_);
+    if (proposer_ != nullptr) guide_.emplace(program_, *proposer_);
+  }
+  return guide_ ? &*guide_ : nullptr;
 }
 
 void ConjunctionGuide::bound_above(lp::Side* side, const AtomTable::Bound& bound) {
@@ -64,13 +105,31 @@ void ConjunctionGuide::bound_below(lp::Side* side, const AtomTable::Bound& bound
 }
 
 lp::Outcome::Kind ConjunctionGuide::decide(const TerminationTest* test) {
-  const std::unique_ptr<lp::Proposer> proposer = lp::make_proposer(program_);
-  if (proposer == nullptr) return lp::Outcome::Kind::none;
-  const lp::Outcome outcome = lp::Guide(program_, *proposer).decide(test);
+  lp::Guide* const asked = guide();
+  if (asked == nullptr) return lp::Outcome::Kind::none;
+  const lp::Outcome outcome = asked->decide(test);
   if (outcome.kind == lp::Outcome::Kind::infeasible) read_conflict(outcome);
   if (outcome.kind != lp::Outcome::Kind::feasible) return outcome.kind;
   read_values(outcome);
   return keeps_apart() ? outcome.kind : lp::Outcome::Kind::none;
+}
+
+lp::Outcome::Kind ConjunctionGuide::look(const TerminationTest* test) {
+  lp::Guide* const asked = guide();
+  if (asked == nullptr) return lp::Outcome::Kind::none;
+  const lp::Outcome outcome = asked->look(test);
+  if (outcome.kind == lp::Outcome::Kind::infeasible) read_conflict(outcome);
+  return outcome.kind;
+}
+
+bool ConjunctionGuide::seems_satisfied(int constraint) {
+  const AtomTable::Bound& bound = atoms_.bound_of(constraint);
+  const int s = program_side(bound.variable);
+  if (!guide_) return true;
+  const double distance = proposer_->value(s) - bound.value.to_double();
+  const double tolerance = bound.relation == Relation::less || bound.relation == Relation::greater ? 0 : 1e-9;
+  const bool is_above = bound.relation == Relation::greater || bound.relation == Relation::greater_equal;
+  return is_above ? distance >= -tolerance : distance <= tolerance;
 }
 
 void ConjunctionGuide::read_values(const lp::Outcome& outcome) {
@@ -82,31 +141,24 @@ void ConjunctionGuide::read_values(const lp::Outcome& outcome) {
   }
 }
 
-// An equality takes part from one of its sides: from below it counts with the opposite sign.
 void ConjunctionGuide::read_conflict(const lp::Outcome& outcome) {
   conflict_.clear();
   for (const lp::Summand& summand : outcome.conflict) {
-    const lp::Side& side = program_.side(summand.side);
-    const int constraint = (summand.is_upper ? side.upper : side.lower)->constraint;
-    const bool is_turned = !summand.is_upper && atoms_.bound_of(constraint).relation == Relation::equal;
-    conflict_.push_back(
-        {constraint, proof::Refutation::Role::as_told, is_turned ? summand.multiplier.neg() : summand.multiplier});
+    add_summand(program_.side(summand.side), summand.is_upper, summand.multiplier);
   }
 }
 
-// A sum that nothing bounds has no value here, unless its symbols are evaluated.
+// An equality takes part from one of its sides: from below it counts with the opposite sign.
+void ConjunctionGuide::add_summand(const lp::Side& side, bool is_upper, const QNumber& multiplier) {
+  const int constraint = (is_upper ? side.upper : side.lower)->constraint;
+  const bool is_turned = !is_upper && atoms_.bound_of(constraint).relation == Relation::equal;
+  conflict_.push_back({constraint, proof::Refutation::Role::as_told, is_turned ? multiplier.neg() : multiplier});
+}
+
 bool ConjunctionGuide::keeps_apart() const {
-  return std::none_of(disequalities_.begin(), disequalities_.end(), [this](int constraint) {
-    const AtomTable::Bound& bound = atoms_.bound_of(constraint);
-    const int row = atoms_.row_of(bound.variable);
-    if (row < 0) return values_[at(bound.variable)] == bound.value;
-    QNumber sum;
-    const AtomTable::Row& terms = atoms_.rows()[at(row)];
-    for (std::uint32_t i = 0; i < terms.count; ++i) {
-      const Monomial& m = atoms_.monomials(terms)[i];
-      sum.add_mul(m.coeff, values_[at(atoms_.find_variable(m.leaf))]);
-    }
-    return sum == bound.value;
+  return std::none_of(added_.begin(), added_.end(), [this](const Added& added) {
+    const AtomTable::Bound& bound = atoms_.bound_of(added.constraint);
+    return bound.relation == Relation::distinct && values_[at(bound.variable)] == bound.value;
   });
 }
 

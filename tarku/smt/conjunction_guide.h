@@ -1,10 +1,13 @@
-// ConjunctionGuide: asks the guide for linear programs about a conjunction of constraints.
+// ConjunctionGuide: asks the guide for linear programs about a conjunction of constraints, which grows and shrinks.
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "tarku/lp/guide.h"
+#include "tarku/lp/proposer.h"
 #include "tarku/numbers/qnumber.h"
 #include "tarku/proof/refutation.h"
 #include "tarku/smt/atoms.h"
@@ -17,14 +20,24 @@ namespace tarku::smt {
 
 class ConjunctionGuide {
  public:
-  explicit ConjunctionGuide(const AtomTable& atoms)
-      : atoms_(atoms), sides_(static_cast<std::size_t>(atoms.num_variables()) + 1, no_side) {}
+  explicit ConjunctionGuide(const AtomTable& atoms) : atoms_(atoms) {}
+  ConjunctionGuide(const ConjunctionGuide&) = delete;
+  ConjunctionGuide& operator=(const ConjunctionGuide&) = delete;
 
-  // Needs: it is the index of a bound.
-  void add(int constraint);
+  // All of these need: the constraint is the index of a bound.
+  // What add will be called with, if it is known beforehand, is better told before the first question.
+  void foresee(int constraint) { side_of(atoms_.bound_of(constraint).variable); }
+  // False when it contradicts another one; the conflict is known then. It counts as added all the same.
+  bool add(int constraint);
+  void remove_last();
 
   // Decides the conjunction of what was added; gives none when the guide cannot, or when there is none.
   lp::Outcome::Kind decide(const TerminationTest* test);
+  // Looks for a conflict, and gives none when there seems to be none.
+  lp::Outcome::Kind look(const TerminationTest* test);
+
+  // After look has found no conflict: whether the rounded values that it has seen satisfy the constraint.
+  bool seems_satisfied(int constraint);
 
   // After feasible: by variable of the atom table.
   const std::vector<QNumber>& values() const { return values_; }
@@ -33,19 +46,31 @@ class ConjunctionGuide {
 
  private:
   static constexpr int no_side = -1;
+  struct Added {
+    int constraint;
+    lp::Side former;  // of its variable
+  };
 
+  int& known_side(int variable);
   int column_of(int variable);
   int row_of(int variable);
+  int side_of(int variable);
+  int program_side(int variable);
   void bound_above(lp::Side* side, const AtomTable::Bound& bound);
   void bound_below(lp::Side* side, const AtomTable::Bound& bound);
+  bool is_possible(const lp::Side& side);
+  lp::Guide* guide();
   void read_values(const lp::Outcome& outcome);
   void read_conflict(const lp::Outcome& outcome);
+  void add_summand(const lp::Side& side, bool is_upper, const QNumber& multiplier);
   bool keeps_apart() const;
 
   const AtomTable& atoms_;
   lp::LinearProgram program_;
   std::vector<int> sides_;  // by variable: its column, or for slack variables the row
-  std::vector<int> disequalities_;
+  std::vector<Added> added_;
+  std::unique_ptr<lp::Proposer> proposer_;  // of the program as it is; made when it is asked
+  std::optional<lp::Guide> guide_;          // likewise
   std::vector<QNumber> values_;
   std::vector<proof::Refutation::Summand> conflict_;
 };

@@ -16,8 +16,10 @@
 #include "tarku/smt/conjunction_guide.h"
 #include "tarku/smt/core_minimizer.h"
 #include "tarku/smt/flatten.h"
+#include "tarku/smt/guided_arithmetic.h"
 #include "tarku/smt/memory.h"
 #include "tarku/smt/pacing.h"
+#include "tarku/smt/simplex_arithmetic.h"
 #include "tarku/smt/term_assertions.h"
 #include "tarku/termination_test.h"
 
@@ -27,6 +29,11 @@ namespace {
 
 // The termination test is polled once per so many steps of the cheap loops outside the search.
 constexpr std::size_t poll_period = 16;
+
+// A search over formulas is left to the guide when it has done so much work, in the tableau's measure, and so much for
+// each check.
+constexpr std::uint64_t patience_with_formulas = std::uint64_t{1} << 22;
+constexpr std::uint64_t slow_check = std::uint64_t{1} << 15;
 
 // An infinitesimal above (direction 1) or below (-1) `value`, or just there (0).
 la::DNumber shifted(const QNumber& value, int direction) {
@@ -255,7 +262,8 @@ Answer Engine::search() {
   if (conflict_.is_known()) return Answer::unsat;
   clausify_new_formulas();
   want_observed_atoms();
-  search_one_by_one();
+  if (guided_ && formulas_.empty()) start_afresh();
+  guided_ ? push_new_literals(false) : search_one_by_one();
   if (conflict_.is_known()) return Answer::unsat;
   return formulas_.empty() ? Answer::sat : search_formulas();
 }
@@ -346,13 +354,60 @@ class Engine::Unpolled {
   Engine& engine_;
 };
 
+// The solver's settings for a search, put back however it ends.
+struct Engine::PacedSearch {
+  explicit PacedSearch(Engine& owner) : engine(owner), pacer(*owner.solver_, &owner.limiter_) {
+    engine.solver_->termination_test_ = &pacer;
+  }
+  PacedSearch(const PacedSearch&) = delete;
+  PacedSearch& operator=(const PacedSearch&) = delete;
+  ~PacedSearch() {
+    engine.solver_->termination_test_ = &engine.limiter_;
+    engine.solver_->pivot_limit_override_ = 0;
+  }
+
+  Engine& engine;
+  Pacer pacer;
+};
+
 Answer Engine::search_formulas() {
+  for (;;) {
+    try {
+      return search_formulas_as_planned();
+    } catch (const Pacer::Spent&) {
+      start_afresh();
+      seek_guidance();
+    } catch (const GuidedArithmetic::Lost&) {
+      start_afresh();
+      is_guidance_exhausted_ = true;
+      search_all_at_once();
+    }
+    if (conflict_.is_known()) return Answer::unsat;
+  }
+}
+
+Answer Engine::search_formulas_as_planned() {
   tell_units();
   std::vector<int> guards;
   for (int level = 1; level <= static_cast<int>(levels_.size()); ++level) guards.push_back(guard_of_level(level));
   if (search_->clauses().is_logged()) stated();
   const Unpolled explanations(*this);
-  const sat::Answer answer = search_->solve(*solver_, guards, &limiter_);
+  sat::Answer answer = sat::Answer::unknown;
+  if (guided_) {
+    foresee_new_atoms();
+    answer = search_->solve(*guided_, guards, &limiter_);
+  } else {
+    SimplexArithmetic simplex(*solver_);
+    PacedSearch search(*this);
+    const std::uint64_t first_work = solver_->tableau_.work();
+    if (is_guidance_possible()) {
+      search.pacer.set_verdict([&, this] {
+        const std::uint64_t work = solver_->tableau_.work() - first_work;
+        return work > patience_with_formulas && work > simplex.num_checks() * slow_check;
+      });
+    }
+    answer = search_->solve(simplex, guards, &limiter_);
+  }
   if (answer == sat::Answer::sat) return Answer::sat;
   assert(answer == sat::Answer::unsat);
   set_boolean_conflict();
@@ -390,27 +445,16 @@ int Engine::guard(int constraint) {
 
 // The theory's stack is about to be taken down, and the bounds with it that tell how small the infinitesimal must be.
 void Engine::found_model() {
+  if (guided_) {
+    found_values_ = guided_->values();
+    has_found_ = true;
+    return;
+  }
   prepare_values();
   found_values_.clear();
   for (int v = 0; v <= atoms_.num_variables(); ++v) found_values_.push_back(variable_value(v));
   has_found_ = true;
 }
-
-// The solver's settings for a search, put back however it ends.
-struct Engine::PacedSearch {
-  explicit PacedSearch(Engine& owner) : engine(owner), pacer(*owner.solver_, &owner.limiter_) {
-    engine.solver_->termination_test_ = &pacer;
-  }
-  PacedSearch(const PacedSearch&) = delete;
-  PacedSearch& operator=(const PacedSearch&) = delete;
-  ~PacedSearch() {
-    engine.solver_->termination_test_ = &engine.limiter_;
-    engine.solver_->pivot_limit_override_ = 0;
-  }
-
-  Engine& engine;
-  Pacer pacer;
-};
 
 // Brings what is new to the solver and searches; a conflict found is in conflict_.
 void Engine::search_one_by_one() {
@@ -422,10 +466,28 @@ void Engine::search_one_by_one() {
     push_new_literals(true);
   } catch (const Pacer::Spent&) {
     start_afresh();
-    if (formulas_.empty() && consult_guide()) return;
+    if (formulas_.empty() ? consult_guide() : seek_guidance()) return;
     return search_all_at_once();
   }
   finish_search();
+}
+
+bool Engine::is_guidance_possible() const {
+  return !is_guidance_exhausted_ && lp::has_proposer();
+}
+
+// Leaves arithmetic to the guide from now on, and pushes all literals there. False when there is none; needs a solver
+// that knows nothing.
+bool Engine::seek_guidance() {
+  if (!is_guidance_possible()) return false;
+  guided_ = std::make_unique<GuidedArithmetic>(atoms_, &limiter_);
+  num_foreseen_ = 0;
+  foresee_new_atoms();
+  for (std::size_t constraint = 0; constraint < solved_by_.size(); ++constraint) {
+    if (solved_by_[constraint] >= 0) guided_->push(static_cast<int>(constraint));
+  }
+  push_new_literals(false);
+  return true;
 }
 
 // Asks a solver for linear programs, whose proposals are put to an exact test. False when that leads nowhere; otherwise
@@ -477,6 +539,10 @@ void Engine::set_guided_conflict(std::vector<proof::Refutation::Summand> sum) {
   conflict_.assertion_of = std::move(assertion_of);
 }
 
+void Engine::foresee_new_atoms() {
+  for (; num_foreseen_ < wanted_.size(); ++num_foreseen_) guided_->foresee(wanted_[num_foreseen_]);
+}
+
 // The second way, on a solver that knows nothing yet.
 void Engine::search_all_at_once() {
   tell_new_atoms();
@@ -521,6 +587,7 @@ void Engine::mend() {
 // Replaces the solver by one that knows nothing, keeping all that is asserted.
 void Engine::start_afresh() {
   replace_solver();
+  guided_.reset();
   for (const auto& [constraint, equation] : definitions_) solver_->tell_equation(constraint, equation);
   is_row_told_.assign(is_row_told_.size(), false);
   num_told_bounds_ = 0;
@@ -559,6 +626,8 @@ void Engine::discard() noexcept {
   forget_answer();
   drop_search();
   retire_solver();
+  guided_.reset();
+  is_guidance_exhausted_ = false;
   conflict_ = Conflict();
   refutation_.reset();
   stated_.reset();
@@ -770,8 +839,8 @@ bool Engine::push_arithmetic(int constraint, const Assertion& assertion) {
     tell_unit(known, assertion.index, assertion.level);
   }
   if (is_solved(constraint)) return true;
-  if (solver_->push_constraint(constraint)) return true;
-  set_solver_conflict();
+  if (guided_ ? guided_->push(constraint) : solver_->push_constraint(constraint)) return true;
+  guided_ ? set_guided_conflict(guided_->conflict_sum()) : set_solver_conflict();
   return false;
 }
 
@@ -798,6 +867,7 @@ void Engine::pop_literal(Literal literal) {
                                            : boolean_holders_[static_cast<std::size_t>(literal.variable())];
   assert(holder.count > 0);
   if (--holder.count > 0 || !literal.is_arithmetic()) return;
+  if (guided_) return guided_->pop();
   const int popped = solver_->pop_constraint();
   assert(popped == literal.constraint());
   (void)popped;

@@ -77,6 +77,8 @@ class AnswerRefused : public Exception {
   std::string dump_;
 };
 
+class GuidedArithmetic;
+
 class Engine : private BooleanSearch::Base {
  public:
   // `terms` must outlive the engine.
@@ -249,6 +251,7 @@ class Engine : private BooleanSearch::Base {
   Answer give_up(const char* reason);
   Answer search();
   Answer search_formulas();
+  Answer search_formulas_as_planned();
   void clausify_new_formulas();
   void want_observed_atoms();
   void tell_units();
@@ -264,6 +267,9 @@ class Engine : private BooleanSearch::Base {
   struct PacedSearch;
   void search_one_by_one();
   bool consult_guide();
+  bool is_guidance_possible() const;
+  bool seek_guidance();
+  void foresee_new_atoms();
   bool read_boolean_literals();
   void set_guided_conflict(std::vector<proof::Refutation::Summand> sum);
   void search_all_at_once();
@@ -350,11 +356,14 @@ class Engine : private BooleanSearch::Base {
   std::vector<int> solved_assertions_;                     // those whose equalities were solved away, ascending
   std::vector<int>
       solved_by_;  // by constraint index: the assertion, if it was solved away and is never pushed; else -1
-  std::vector<bool> is_row_told_;           // by index in atoms_.rows()
-  std::size_t num_told_bounds_ = 0;         // prefix of wanted_
-  std::size_t num_pushed_literals_ = 0;     // prefix of literals_
-  std::vector<Holder> constraint_holders_;  // by constraint index
-  std::vector<Holder> boolean_holders_;     // by Boolean variable
+  std::vector<bool> is_row_told_;             // by index in atoms_.rows()
+  std::unique_ptr<GuidedArithmetic> guided_;  // in the place of the solver, when that is too slow for formulas
+  std::size_t num_foreseen_ = 0;              // prefix of wanted_ that it knows
+  bool is_guidance_exhausted_ = false;        // it has failed before
+  std::size_t num_told_bounds_ = 0;           // prefix of wanted_
+  std::size_t num_pushed_literals_ = 0;       // prefix of literals_
+  std::vector<Holder> constraint_holders_;    // by constraint index
+  std::vector<Holder> boolean_holders_;       // by Boolean variable
   Conflict conflict_;
 
   // The search over formulas, made when there are some. Written by check and pop.

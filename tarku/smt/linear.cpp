@@ -129,11 +129,31 @@ void Linearizer::expand(Term t, QNumber factor, LinearForm* form) {
       if (const std::optional<bool> condition = terms_.known_truth(args[0])) {
         return add(args[*condition ? 1 : 2], std::move(factor), form);
       }
+      if (has_equal_branches(t)) return add(args[1], std::move(factor), form);
       form->terms.push_back({t, std::move(factor)});
       return;
     default:
       assert(false && "not an arithmetic operator");
   }
+}
+
+// Whether the branches of an `ite` have the same form. Within this question, an `ite` that was not asked about before
+// counts as itself.
+bool Linearizer::has_equal_branches(Term choice) {
+  const Args args = terms_.args(choice);
+  if (args[1] == args[2]) return true;
+  const auto known = equal_branches_.find(choice.id());
+  if (known != equal_branches_.end()) return known->second;
+  if (is_comparing_) return false;
+  Linearizer other(terms_);
+  other.is_comparing_ = true;
+  other.equal_branches_.swap(equal_branches_);
+  LinearForm difference;
+  other.subtract(args[1], args[2], &difference);
+  equal_branches_.swap(other.equal_branches_);
+  const bool result = difference.terms.empty() && difference.constant.is_zero();
+  equal_branches_.emplace(choice.id(), result);
+  return result;
 }
 
 void Linearizer::add_sum(const Args& args, bool subtract, const QNumber& factor, LinearForm* form) {

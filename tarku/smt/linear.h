@@ -60,6 +60,7 @@ class Linearizer {
   void add_sum(const Args& args, bool subtract, const QNumber& factor, LinearForm* form);
   void add_product(const Args& args, QNumber factor, LinearForm* form);
   Open pop_shared();
+  bool has_equal_branches(Term choice);
   void count_expansion(Term t);
   void remember_hot();
 
@@ -68,6 +69,8 @@ class Linearizer {
   std::vector<Open> shared_;              // heap, largest id on top; equal ids are summed when taken
   std::vector<std::uint8_t> expansions_;  // by term id, of shared operators: runs that expanded it
   std::unordered_map<std::uint32_t, LinearForm> remembered_;  // by term id
+  std::unordered_map<std::uint32_t, bool> equal_branches_;    // by term id, of each `ite` asked about
+  bool is_comparing_ = false;
   Term hot_;  // the topmost operator of this run that many runs expanded
   std::size_t num_expanded_ = 0;
 };

@@ -14,7 +14,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <utility>
 
 #include "tarku/la/lasolver.h"
 #include "tarku/termination_test.h"
@@ -36,8 +38,12 @@ class Pacer : public TerminationTest {
     fewest_ = std::numeric_limits<std::size_t>::max();
   }
 
+  // Gives up when `is_spent` says so, too.
+  void set_verdict(std::function<bool()> is_spent) { is_spent_ = std::move(is_spent); }
+
   void operator()() const override {
     if (inner_ != nullptr) (*inner_)();
+    if (is_spent_ && is_spent_()) throw Spent();
     if (solver_.violated_basics_.size() < fewest_) {
       fewest_ = solver_.violated_basics_.size();
       left_ = patience_;
@@ -48,6 +54,7 @@ class Pacer : public TerminationTest {
  private:
   const la::Solver& solver_;
   TerminationTest* inner_;
+  std::function<bool()> is_spent_;
   std::uint64_t last_work_ = unlimited;
   std::uint64_t patience_ = unlimited;
   // The interface of a test is const, this one counts.

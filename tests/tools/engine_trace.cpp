@@ -154,7 +154,7 @@ class Generator {
     if (what == 2) return "(- " + real(depth - 1) + " " + real(depth - 1) + ")";
     if (what == 3) return "(* " + number() + " " + real(depth - 1) + ")";
     const std::string yes = real(depth - 1), no = real(depth - 1);
-    return yes == no ? yes : "(ite " + formula(depth - 1) + " " + yes + " " + no + ")";
+    return "(ite " + formula(depth - 1) + " " + yes + " " + no + ")";
   }
 
   std::string atom(std::uint64_t depth) {

@@ -24,6 +24,14 @@ inline mpq_class to_mpq(const QNumber& value) {
   return result;
 }
 
+// What a guide of its own says.
+inline Outcome consult(LinearProgram& p, Proposer& proposer, const TerminationTest* stop) {
+  return Guide(p, proposer).decide(stop);
+}
+inline Outcome consult(LinearProgram&& p, Proposer& proposer, const TerminationTest* stop) {
+  return consult(p, proposer, stop);
+}
+
 // ---- writing ----
 
 inline std::optional<Bound> bound(const QNumber& value, bool is_strict = false) {

@@ -31,10 +31,10 @@ class ProposerTest : public testing::Test {
   }
 
   // What the guide says. Both answers carry their proof, which is judged, and nothing must be printed.
-  Kind decide(const LinearProgram& p) {
+  Kind decide(LinearProgram p) {
     testing::internal::CaptureStdout();
     const std::unique_ptr<Proposer> proposer = make_proposer(p);
-    const Outcome outcome = proposer != nullptr ? consult(p, *proposer, nullptr) : Outcome();
+    const Outcome outcome = proposer != nullptr ? test::consult(p, *proposer, nullptr) : Outcome();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(test::offence(p, outcome), "");
     if (outcome.kind != Kind::none && p.num_sides() <= 5) {
@@ -51,10 +51,10 @@ constexpr Method every_method[] = {Method::dual, Method::unscaled_dual, Method::
 TEST_F(ProposerTest, AProposalHasAPlaceForEachSide) {
   test::RandomPrograms random(2);
   for (int round = 0; round < 200; ++round) {
-    const LinearProgram p = random(random.pick(1, 8), random.pick(1, 8));
+    LinearProgram p = random(random.pick(1, 8), random.pick(1, 8));
     const std::unique_ptr<Proposer> proposer = make_proposer(p);
     for (const Method method : every_method) {
-      const Basis basis = proposer->propose(method, 100, nullptr);
+      const Basis basis = proposer->propose(method, 100, nullptr).basis;
       if (basis.empty()) continue;
       ASSERT_EQ(basis.size(), static_cast<std::size_t>(p.num_sides()));
       EXPECT_EQ(std::count(basis.begin(), basis.end(), Place::basic), p.num_rows());
@@ -69,7 +69,7 @@ TEST_F(ProposerTest, RandomProgramsWithFewStrictBounds) {
   int num_feasible = 0, num_infeasible = 0, num_none = 0;
   for (int round = 0; round < 1500; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
-    const LinearProgram p = random(random.pick(1, 6), random.pick(0, 6));
+    LinearProgram p = random(random.pick(1, 6), random.pick(0, 6));
     const Kind kind = decide(p);
     ++(kind == Kind::none ? num_none : kind == Kind::feasible ? num_feasible : num_infeasible);
   }
@@ -83,7 +83,7 @@ TEST_F(ProposerTest, RandomProgramsWithManyStrictBounds) {
   int num_decided = 0;
   for (int round = 0; round < 700; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
-    const LinearProgram p = random(random.pick(1, 6), random.pick(0, 6), false);
+    LinearProgram p = random(random.pick(1, 6), random.pick(0, 6), false);
     const Kind kind = decide(p);
     num_decided += kind == Kind::none ? 0 : 1;
   }
@@ -218,7 +218,7 @@ TEST_F(ProposerTest, RandomNumbersOfAllSizes) {
     SCOPED_TRACE("round " + std::to_string(round));
     const int exponents[] = {0, 0, 0, 3, 12, 31, 200, 330};
     const auto scale = [&] { return power(10, exponents[random.pick(0, 7)]); };
-    const LinearProgram plain = random(random.pick(1, 5), random.pick(1, 5));
+    LinearProgram plain = random(random.pick(1, 5), random.pick(1, 5));
     LinearProgram p;
     const auto scaled = [&](Side side) {
       const QNumber factor = random.pick(0, 1) == 0 ? scale() : scale().inverse();
@@ -258,7 +258,7 @@ LinearProgram large_program() {
 }
 
 TEST_F(ProposerTest, WhatATestThrowsPassesThroughAndTheSearchCanBeRepeated) {
-  const LinearProgram p = large_program();
+  LinearProgram p = large_program();
   const std::unique_ptr<Proposer> proposer = make_proposer(p);
   int num_stopped = 0;
   for (const Method method : every_method) {
@@ -272,25 +272,25 @@ TEST_F(ProposerTest, WhatATestThrowsPassesThroughAndTheSearchCanBeRepeated) {
     }
   }
   EXPECT_GT(num_stopped, 0);
-  const Outcome outcome = consult(p, *proposer, nullptr);
+  const Outcome outcome = test::consult(p, *proposer, nullptr);
   EXPECT_EQ(test::offence(p, outcome), "");
   EXPECT_NE(outcome.kind, Kind::infeasible);
 }
 
 TEST_F(ProposerTest, InterruptedConsultations) {
-  const LinearProgram p = large_program();
+  LinearProgram p = large_program();
   for (const int polls : {0, 1, 5, 500}) {
     const std::unique_ptr<Proposer> proposer = make_proposer(p);
     const StopAfter stop(polls);
-    EXPECT_THROW(consult(p, *proposer, &stop), Stopped);
+    EXPECT_THROW(test::consult(p, *proposer, &stop), Stopped);
   }
 }
 
 TEST_F(ProposerTest, TheLimitOnIterationsIsKept) {
-  const LinearProgram p = large_program();
+  LinearProgram p = large_program();
   const std::unique_ptr<Proposer> proposer = make_proposer(p);
   // Hardly anything has moved from the basis of all rows after so few.
-  const Basis basis = proposer->propose(Method::dual, 5, nullptr);
+  const Basis basis = proposer->propose(Method::dual, 5, nullptr).basis;
   ASSERT_FALSE(basis.empty());
   EXPECT_LT(std::count(basis.begin(), basis.begin() + p.num_columns(), Place::basic), 20);
 }
