@@ -104,6 +104,7 @@ void Judge::set(const Step& step) {
   const bool on = step.number != 0;
   if (step.call == "answers") engine_.set_check_answers(checks_answers_ = on);
   if (step.call == "proofs") engine_.set_keep_proofs(keeps_proofs_ = on);
+  if (step.call == "share") engine_.set_first_share(static_cast<std::uint64_t>(step.number));
   if (step.call == "presolve" && !has_checked_) engine_.set_presolve(on);
   if (step.call == "seed" && !has_checked_) engine_.set_random_seed(static_cast<std::uint64_t>(step.number));
 }

@@ -13,7 +13,7 @@ namespace tarku::engine_tester {
 // ==== text ====
 
 bool takes_number(const std::string& call) {
-  static const char* const calls[] = {"stop", "work", "memory", "answers", "proofs", "presolve", "seed"};
+  static const char* const calls[] = {"stop", "work", "memory", "answers", "proofs", "presolve", "seed", "share"};
   return std::find(std::begin(calls), std::end(calls), call) != std::end(calls);
 }
 
@@ -86,6 +86,7 @@ class Generator {
   Trace trace() {
     Trace trace;
     if (below(3) == 0) trace.push_back({"presolve", {}, 0});
+    if (below(3) == 0) trace.push_back({"share", {}, 0});
     if (below(4) == 0) trace.push_back({"seed", {}, static_cast<std::int64_t>(below(1000))});
     if (below(2) == 0) trace.push_back({"answers", {}, 1});
     const std::size_t length = 5 + below(45);

@@ -5,7 +5,8 @@
 //   core   minimal-core   failed   minimal-failed   model   certify
 //   stop KIND N           the N-th poll from now on throws: interrupted, memory (std::bad_alloc) or foreign
 //   work N   memory N     limits; 0 for none
-//   answers N   proofs N  set_check_answers, set_keep_proofs; presolve N and seed N, before the first check
+//   answers N   proofs N  set_check_answers, set_keep_proofs; presolve N and seed N, before the first check; share N,
+//   set_first_share
 //
 // Any selection of the lines of a trace is a trace: calls that are out of order are part of the test.
 #pragma once
