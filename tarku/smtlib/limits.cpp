@@ -8,6 +8,7 @@ namespace tarku::smtlib {
 CheckLimits::Check::Check(CheckLimits& limits) : limits_(limits) {
   using std::chrono::duration;
   if (limits_.interrupt_ != nullptr) limits_.interrupt_->begin_check();
+  limits_.num_polls_ = 0;
   limits_.deadline_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(duration<double>(limits_.seconds_));
 }
 
@@ -23,6 +24,7 @@ void CheckLimits::operator()() const {
     throw stopped;
   };
   if (interrupt_ != nullptr && interrupt_->is_requested()) stop("interrupted");
+  if (polls_ > 0 && ++num_polls_ > polls_) stop("resourceout");
   if (seconds_ > 0 && Clock::now() >= deadline_) stop("timeout");
 }
 

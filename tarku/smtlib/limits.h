@@ -1,8 +1,9 @@
-// What may stop a check before it has an answer: a deadline, and a request from outside.
+// What may stop a check before it has an answer: a deadline, a number of steps, and a request from outside.
 #pragma once
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 
 #include "tarku/termination_test.h"
 
@@ -32,8 +33,9 @@ class Interrupt {
 // The test that the engine polls during a check.
 class CheckLimits : public TerminationTest {
  public:
-  // seconds: for each check, 0 for no limit. interrupt: may be null; must outlive this.
-  CheckLimits(double seconds, Interrupt* interrupt) : seconds_(seconds), interrupt_(interrupt) {}
+  // seconds, polls: for each check, 0 for no limit. interrupt: may be null; must outlive this.
+  CheckLimits(double seconds, Interrupt* interrupt, std::uint64_t polls = 0)
+      : seconds_(seconds), interrupt_(interrupt), polls_(polls) {}
 
   // Lives as long as a check; the deadline counts from its beginning.
   class Check {
@@ -54,7 +56,9 @@ class CheckLimits : public TerminationTest {
   using Clock = std::chrono::steady_clock;
   double seconds_;
   Interrupt* interrupt_;
+  std::uint64_t polls_;
   Clock::time_point deadline_ = Clock::time_point::max();  // only during a check
+  mutable std::uint64_t num_polls_ = 0;                    // of the check
 };
 
 }  // namespace tarku::smtlib
