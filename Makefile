@@ -1,10 +1,11 @@
 # The commands of the README and short names for everyday tasks.  CMake does the work; `make help` lists them.
 .DEFAULT_GOAL := help
-.PHONY: help demo check slow asan bench format deps clean
+.PHONY: help demo check slow asan bench fuzz format deps clean
 
 BUILD  ?= build
 JOBS   ?= $(shell nproc 2>/dev/null || echo 2)
 WERROR ?= OFF
+FUZZ_SECONDS ?= 600
 TESTS  := ctest --progress --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
 
 # Libraries that are newer than the system's, unpacked by scripts/install-deps.
@@ -21,6 +22,7 @@ help:
 	@echo 'make slow    the remaining tests (minutes)'
 	@echo 'make asan    the fast tests under the address and undefined-behaviour sanitizers'
 	@echo 'make bench   build the benchmarks into $(BUILD)/bench'
+	@echo 'make fuzz    let the fuzzers read random bytes for FUZZ_SECONDS ($(FUZZ_SECONDS)); needs clang++'
 	@echo 'make format  reformat all sources'
 	@echo 'make clean   remove $(BUILD)/'
 	@echo 'Variables: BUILD=$(BUILD) JOBS=$(JOBS) WERROR=$(WERROR); TARKU_SKIP_DEPS=1 installs nothing.'
@@ -48,6 +50,11 @@ asan:
 bench:
 	@scripts/install-deps bench
 	@$(call build,bench)
+
+fuzz:
+	@scripts/install-deps fuzz
+	@$(call build,fuzz)
+	@tests/fuzz/run $(BUILD)/fuzz/tests/fuzz $(FUZZ_SECONDS)
 
 format:
 	@scripts/check-format --fix

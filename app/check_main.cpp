@@ -5,8 +5,11 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <streambuf>
 #include <string>
+#include <vector>
 
+#include "app/packed_source.h"
 #include "tarku/proof/checker/reader.h"
 #include "tarku/proof/checker/refused.h"
 #include "tarku/proof/checker/script.h"
@@ -47,7 +50,7 @@ void describe_options(CLI::App* app, Settings* settings) {
   app->footer(footnote);
   app->set_version_flag("--version", std::string(program) + ' ' + std::string(tarku::smtlib::version));
   app->add_option("CERTIFICATE", settings->certificate, "The certificate; - for standard input")->required();
-  app->add_option("SCRIPT", settings->script, "The script that it answers");
+  app->add_option("SCRIPT", settings->script, "The script that it answers, possibly packed by gzip, bzip2 or xz");
   app->add_flag("--quiet", settings->quiet, "Print nothing when all is well");
 }
 
@@ -72,11 +75,34 @@ std::ifstream open(const std::string& name) {
   return file;
 }
 
+// The text of a script, unpacked.
+class ScriptText : public std::streambuf {
+ public:
+  explicit ScriptText(const std::string& name) : file_(open(name)), buffer_(std::size_t{1} << 16) {
+    const auto read = [this](char* to, std::size_t room) {
+      return static_cast<std::size_t>(file_.rdbuf()->sgetn(to, static_cast<std::streamsize>(room)));
+    };
+    read_ = tarku::unpacked(read, name);
+  }
+
+ private:
+  int_type underflow() override {
+    const std::size_t count = read_(buffer_.data(), buffer_.size());
+    setg(buffer_.data(), buffer_.data(), buffer_.data() + count);
+    return count == 0 ? traits_type::eof() : traits_type::to_int_type(buffer_.front());
+  }
+
+  std::ifstream file_;
+  tarku::ReadBytes read_;
+  std::vector<char> buffer_;
+};
+
 void run(const Settings& settings) {
   std::unique_ptr<Script> script;
   if (!settings.script.empty()) {
-    std::ifstream file = open(settings.script);
-    script = std::make_unique<Script>(file, settings.script);
+    ScriptText text(settings.script);
+    std::istream stream(&text);
+    script = std::make_unique<Script>(stream, settings.script);
   }
   const bool is_file = settings.certificate != "-";
   std::ifstream file;

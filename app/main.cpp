@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -101,7 +102,8 @@ int run(const Settings& settings) {
   const bool is_file = !settings.file.empty();
   const std::string name = is_file ? settings.file : "<stdin>";
   Source source = is_file ? Source::of_file(settings.file) : Source::of_descriptor(STDIN_FILENO);
-  const int status = interpreter.run(tarku::unpacked(std::move(source), name), name);
+  const auto read = [&source](char* to, std::size_t room) { return source.read(to, room); };
+  const int status = interpreter.run(Source(tarku::unpacked(read, name)), name);
   if (settings.statistics) interpreter.print_statistics(std::cerr);
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   if (!proofs.flush()) throw std::runtime_error("cannot write '" + settings.proof_file + "'");

@@ -1,4 +1,4 @@
-// One unpacker for each format, all of the same shape, behind a source.
+// One unpacker for each format, all of the same shape, behind one reading function.
 #include "app/packed_source.h"
 
 #include <bzlib.h>
@@ -130,7 +130,7 @@ constexpr Format formats[] = {format<GzipUnpacker>(), format<Bzip2Unpacker>(), f
 // A source over a source. The format is known once the first bytes are there.
 class PackedSource {
  public:
-  PackedSource(smtlib::Source source, std::string name)
+  PackedSource(ReadBytes source, std::string name)
       : source_(std::move(source)), name_(std::move(name)), buffer_(buffer_size) {}
 
   std::size_t read(char* to, std::size_t room) {
@@ -159,13 +159,13 @@ class PackedSource {
   // Adds what the source has behind what is there; false at its end.
   bool fetch() {
     if (begin_ == end_) begin_ = end_ = 0;
-    const std::size_t count = source_.read(buffer_.data() + end_, buffer_.size() - end_);
+    const std::size_t count = source_(buffer_.data() + end_, buffer_.size() - end_);
     end_ += count;
     return count != 0;
   }
 
   std::size_t read_plain(char* to, std::size_t room) {
-    if (begin_ == end_) return source_.read(to, room);
+    if (begin_ == end_) return source_(to, room);
     const std::size_t count = std::min(room, end_ - begin_);
     std::memcpy(to, buffer_.data() + begin_, count);
     begin_ += count;
@@ -200,7 +200,7 @@ class PackedSource {
     return true;
   }
 
-  smtlib::Source source_;
+  ReadBytes source_;
   std::string name_;
   std::vector<char> buffer_;  // what was fetched and not used yet is [begin_, end_)
   std::size_t begin_ = 0;
@@ -212,10 +212,10 @@ class PackedSource {
 
 }  // namespace
 
-smtlib::Source unpacked(smtlib::Source source, std::string name) {
+ReadBytes unpacked(ReadBytes read, std::string name) {
   // std::function wants copyable contents.
-  const auto packed = std::make_shared<PackedSource>(std::move(source), std::move(name));
-  return smtlib::Source([packed](char* to, std::size_t room) { return packed->read(to, room); });
+  const auto packed = std::make_shared<PackedSource>(std::move(read), std::move(name));
+  return [packed](char* to, std::size_t room) { return packed->read(to, room); };
 }
 
 }  // namespace tarku

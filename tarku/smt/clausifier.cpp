@@ -171,8 +171,9 @@ int Clausifier::equivalence(int a, int b) {
   if (std::abs(a) > std::abs(b)) std::swap(a, b);
   if (b == truth_ || b == -truth_) return b > 0 ? a : -a;
   if (a == b || a == -b) return a == b ? truth_ : -truth_;
-  // The first argument is kept positive, the sign is that of the gate.
-  return a > 0 ? gate(Kind::equivalence, {a, b}) : -gate(Kind::equivalence, {-a, b});
+  // The arguments are kept positive, the sign is that of the gate.
+  const int variable = gate(Kind::equivalence, {std::abs(a), std::abs(b)});
+  return (a > 0) == (b > 0) ? variable : -variable;
 }
 
 int Clausifier::choice(int condition, int yes, int no) {
@@ -360,13 +361,16 @@ LinearForm Clausifier::form_of(int constraint) const {
 }
 
 // The `ite` whose cases the atom is better replaced by: when nothing but it is in the atom and its branches are
-// constants, and in an equality when nobody else uses it.
+// constants, and in an equality when nobody else uses it and there are few of them: each one doubles the cases.
 Term Clausifier::case_leaf(const LinearForm& form, Relation relation) {
+  constexpr std::ptrdiff_t few = 2;
   const bool is_alone = form.terms.size() == 1;
+  const auto num_choices = std::count_if(form.terms.begin(), form.terms.end(),
+                                         [this](const Monomial& m) { return terms_.op(m.leaf) == Op::ite; });
   for (const Monomial& m : form.terms) {
     if (terms_.op(m.leaf) != Op::ite) continue;
     if (is_alone && has_constant_branches(m.leaf)) return m.leaf;
-    if (relation == Relation::equal && !terms_.is_shared(m.leaf)) return m.leaf;
+    if (relation == Relation::equal && num_choices <= few && !terms_.is_shared(m.leaf)) return m.leaf;
   }
   return Term();
 }

@@ -228,8 +228,10 @@ void BenchmarkParser::close_application() {
     throw InputError(frame.at, quoted(symbols_.name(frame.name)) + " is given no arguments");
   }
   try {
-    const Term value =
-        terms_.mk(frame.op, operands_.data() + frame.first_operand, operands_.size() - frame.first_operand);
+    const Term* const args = operands_.data() + frame.first_operand;
+    const std::size_t count = operands_.size() - frame.first_operand;
+    check_size(terms_, frame.op, args, count);
+    const Term value = terms_.mk(frame.op, args, count);
     operands_.resize(frame.first_operand);
     operands_.push_back(value);
   } catch (const smt::TermError& error) {

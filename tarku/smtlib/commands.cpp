@@ -59,7 +59,7 @@ void Interpreter::set_option() {
   const std::string keyword(reader().expect_keyword("the keyword of an option"));
   const ScriptOption* option = find_script_option(keyword);
   if (option == nullptr) {
-    reader().skip_command();
+    while (reader().next().kind != TokenKind::right) reader().skip_expression();
     report_unsupported("the option " + quoted(keyword) + " is");
     return;
   }
@@ -137,7 +137,7 @@ void Interpreter::get_info() {
   } else if (keyword == ":error-behavior") {
     answer() << "(:error-behavior continued-execution)\n";
   } else if (keyword == ":assertion-stack-levels") {
-    answer() << "(:assertion-stack-levels " << session_->assertions->num_levels() << ")\n";
+    answer() << "(:assertion-stack-levels " << session_->num_levels() << ")\n";
   } else if (keyword == ":reason-unknown") {
     require_answer(smt::Answer::unknown, "get-info :reason-unknown");
     print_reason(answer() << "(:reason-unknown ", session_->engine->reason_unknown());
@@ -266,26 +266,18 @@ void Interpreter::push() {
   constexpr std::uint64_t most = 1000000;
   const std::uint64_t count = read_levels("push");
   if (count > most) throw InputError(command_at_, "pushing " + counted(count, "level") + " at once is too much");
-  for (std::uint64_t i = 0; i < count; ++i) {
-    session_->assertions->push();
-    session_->symbols.push();
-  }
-  session_->change();
+  session_->push(count);
   succeed();
 }
 
 void Interpreter::pop() {
   const std::uint64_t count = read_levels("pop");
-  const std::uint64_t depth = session_->assertions->num_levels();
+  const std::uint64_t depth = session_->num_levels();
   if (count > depth) {
     throw InputError(command_at_, "popping " + counted(count, "level") + ", but only " + std::to_string(depth) +
                                       (depth == 1 ? " is" : " are") + " pushed");
   }
-  for (std::uint64_t i = 0; i < count; ++i) {
-    session_->assertions->pop();
-    session_->symbols.pop();
-  }
-  session_->change();
+  session_->pop(count);
   succeed();
 }
 

@@ -28,7 +28,7 @@ struct Interpreter::Channels {
 };
 
 Interpreter::Interpreter(std::ostream& out, std::ostream& diagnostics, Options options)
-    : out_(out), diagnostics_(diagnostics), options_(options), interrupt_test_(options.interrupt) {
+    : out_(out), diagnostics_(diagnostics), options_(options), interrupt_test_(options.interrupt, options.check_polls) {
   renew_session();
 }
 
@@ -184,6 +184,7 @@ void Interpreter::open_channel(const std::string& name, bool is_regular, Positio
     file.close();
     return;
   }
+  if (!options_.may_open_files) throw InputError(at, "opening files is not allowed");
   std::ofstream opened(name, std::ios::app);
   if (!opened) throw InputError(at, "cannot open " + quoted(name));
   file = std::move(opened);

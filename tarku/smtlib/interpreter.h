@@ -37,6 +37,8 @@ class Interpreter {
     bool check_answers = true;       // every answer is checked before it is given
     std::ostream* proofs = nullptr;  // gets the certificate of every unsat; must outlive the interpreter
     RealFormat real_format;          // of the values in answers
+    bool may_open_files = true;      // scripts may choose files as channels
+    std::uint64_t check_polls = 0;   // limit for each check in steps of the search; 0: none
   };
 
   // Answers go to `out`, warnings and remarks to `diagnostics`; both must outlive the interpreter.

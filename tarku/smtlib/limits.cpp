@@ -7,6 +7,7 @@ namespace tarku::smtlib {
 
 InterruptTest::Check::Check(const InterruptTest& test) : interrupt_(test.interrupt_) {
   if (interrupt_ != nullptr) interrupt_->begin_check();
+  test.num_polls_ = 0;
 }
 
 InterruptTest::Check::~Check() {
@@ -14,10 +15,13 @@ InterruptTest::Check::~Check() {
 }
 
 void InterruptTest::operator()() const {
-  if (interrupt_ == nullptr || !interrupt_->is_requested()) return;
-  smt::Interrupted stopped;
-  stopped << "interrupted";
-  throw stopped;
+  const auto stop = [](const char* reason) {
+    smt::Interrupted stopped;
+    stopped << reason;
+    throw stopped;
+  };
+  if (interrupt_ != nullptr && interrupt_->is_requested()) stop("interrupted");
+  if (polls_ > 0 && ++num_polls_ > polls_) stop("resourceout");
 }
 
 }  // namespace tarku::smtlib

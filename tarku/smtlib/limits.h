@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "tarku/termination_test.h"
 
@@ -31,8 +32,8 @@ class Interrupt {
 // The test that the engine polls during a check.
 class InterruptTest : public TerminationTest {
  public:
-  // `interrupt` may be null; must outlive this.
-  explicit InterruptTest(Interrupt* interrupt) : interrupt_(interrupt) {}
+  // `interrupt` may be null; must outlive this. `polls`: that a check may take, 0 for no limit.
+  explicit InterruptTest(Interrupt* interrupt, std::uint64_t polls = 0) : interrupt_(interrupt), polls_(polls) {}
 
   // Requests are heard as long as one lives.
   class Check {
@@ -51,6 +52,8 @@ class InterruptTest : public TerminationTest {
 
  private:
   Interrupt* interrupt_;
+  std::uint64_t polls_;
+  mutable std::uint64_t num_polls_ = 0;  // of the check
 };
 
 }  // namespace tarku::smtlib

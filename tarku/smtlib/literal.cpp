@@ -1,4 +1,4 @@
-// Reading numbers: in machine words when they fit.
+// Reading numbers: in machine words when they fit. How large they may become.
 #include "tarku/smtlib/literal.h"
 
 #include <cassert>
@@ -25,6 +25,19 @@ QNumber number_value(std::string_view text) {
   [[maybe_unused]] const bool understood = QNumber::parse(text, &value);
   assert(understood);
   return value;
+}
+
+void check_size(const smt::TermManager& terms, smt::Op op, const smt::Term* args, std::size_t count) {
+  constexpr std::size_t most_bits = std::size_t{1} << 22;  // more than a million digits
+  if (op != smt::Op::multiply && op != smt::Op::divide) return;
+  std::size_t bits = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (terms.op(args[i]) == smt::Op::numeral) bits += terms.value(args[i]).bit_size();
+  }
+  if (bits <= most_bits) return;
+  smt::TermError error;
+  error << "the numbers in '" << std::string(to_str(op)) << "' are too large";
+  throw error;
 }
 
 std::string string_value(std::string_view text) {

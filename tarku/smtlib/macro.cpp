@@ -2,11 +2,22 @@
 #include "tarku/smtlib/macro.h"
 
 #include <cassert>
+#include <string>
 #include <utility>
+
+#include "tarku/smtlib/literal.h"
 
 namespace tarku::smtlib {
 
 using smt::Term;
+
+namespace {
+
+// For one application, together with a multiple of what is written in all definitions. A few definitions that apply
+// each other twice make terms that no memory holds.
+constexpr std::uint64_t most_steps = 1000000;
+
+}  // namespace
 
 std::size_t Macro::TermsHash::operator()(const std::vector<Term>& terms) const {
   std::uint64_t hash = terms.size();
@@ -20,6 +31,7 @@ std::size_t Macro::TermsHash::operator()(const std::vector<Term>& terms) const {
 // ---- table ----
 
 std::uint32_t MacroTable::add(Macro macro) {
+  num_steps_ += macro.steps.size();
   macros_.push_back(std::move(macro));
   return static_cast<std::uint32_t>(macros_.size() - 1);
 }
@@ -27,7 +39,14 @@ std::uint32_t MacroTable::add(Macro macro) {
 Term MacroTable::expand(std::uint32_t index, const std::vector<Term>& arguments) {
   stack_.clear();  // a failed expansion may have left something
   call(index, arguments);
-  while (!stack_.empty()) advance();
+  for (std::uint64_t num_steps = 0; !stack_.empty(); ++num_steps) {
+    if (num_steps > most_steps + 16 * num_steps_) {
+      smt::TermError error;
+      error << "it takes more than " << std::to_string(num_steps - 1) << " steps";
+      throw error;
+    }
+    advance();
+  }
   return returned_;
 }
 
@@ -64,6 +83,7 @@ void MacroTable::advance() {
   if (step.is_call) {
     call(step.callee, scratch_);
   } else {
+    check_size(terms_, step.op, scratch_.data(), scratch_.size());
     top.slots.push_back(terms_.mk(step.op, scratch_));
   }
 }

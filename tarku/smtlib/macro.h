@@ -49,7 +49,8 @@ class MacroTable {
   const Macro& operator[](std::uint32_t index) const { return macros_[index]; }
 
   // The term that the application of macro `index` comes to. Needs: arguments of the parameters' number and sorts.
-  // Throws TermError when an operator of the body does not take what it is given, e.g. a product is not linear.
+  // Throws TermError when an operator of the body does not take what it is given, e.g. a product is not linear, and
+  // when the application takes too many steps.
   smt::Term expand(std::uint32_t index, const std::vector<smt::Term>& arguments);
 
  private:
@@ -64,7 +65,8 @@ class MacroTable {
   static smt::Term resolve(Value value, const std::vector<smt::Term>& slots);
 
   smt::TermManager& terms_;
-  std::deque<Macro> macros_;  // never shrinks: definitions may refer to ones whose names are gone
+  std::deque<Macro> macros_;     // never shrinks: definitions may refer to ones whose names are gone
+  std::uint64_t num_steps_ = 0;  // in all macros
   std::vector<Activation> stack_;
   std::vector<smt::Term> scratch_;
   smt::Term returned_;  // of the call that ended last

@@ -1,6 +1,7 @@
 // Session: the state of a dialogue, all that `reset` throws away.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,9 @@ namespace tarku::smtlib {
 struct Session {
   Session();
 
+  void push(std::uint64_t count);
+  void pop(std::uint64_t count);  // needs: so many levels
+  std::uint64_t num_levels() const { return num_levels_; }
   // Forgets all assertions and levels, and the declarations that are not global.
   void reset_assertions();
   // The assertions or levels have changed: answers so far are void.
@@ -48,6 +52,11 @@ struct Session {
 
  private:
   void renew_engine();
+
+  // Levels that are pushed at once have one level of symbols and assertions in common, which costs what one costs: only
+  // the topmost of them can ever hold anything. So many levels each of those stands for:
+  std::vector<std::uint64_t> shares_;
+  std::uint64_t num_levels_ = 0;  // their sum
 };
 
 }  // namespace tarku::smtlib

@@ -170,7 +170,10 @@ Value TermParser::apply(const Frame& frame) {
 }
 
 Value TermParser::apply_op(const Frame& frame) {
-  if (open_arguments_.empty()) return Value::closed(terms_.mk(frame.head.op, arguments_));
+  if (open_arguments_.empty()) {
+    check_size(terms_, frame.head.op, arguments_.data(), arguments_.size());
+    return Value::closed(terms_.mk(frame.head.op, arguments_));
+  }
   return builder_->apply(frame.head.op, open_arguments_);
 }
 

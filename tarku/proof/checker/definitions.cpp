@@ -7,6 +7,14 @@
 
 namespace tarku::checker {
 
+namespace {
+
+// For one application, together with a multiple of what is written in all definitions: a few that apply each other
+// twice make formulas that no memory holds. No less than what the solver's reader lets through.
+constexpr std::size_t most_steps = 2000000;
+
+}  // namespace
+
 // ==== recording ====
 
 Value Definition::add_parameter(Sort sort) {
@@ -31,6 +39,7 @@ Value Definition::add_step(bool is_call, std::uint32_t what, Sort sort, const st
 // ==== running ====
 
 std::uint32_t Definitions::add(Definition definition) {
+  num_steps_ += definition.steps_.size();
   definitions_.push_back(std::move(definition));
   return static_cast<std::uint32_t>(definitions_.size() - 1);
 }
@@ -51,7 +60,10 @@ void Definitions::require_arguments(std::uint32_t number, const std::vector<Valu
 Value Definitions::apply(std::uint32_t number, const std::vector<Value>& args) {
   runs_.clear();  // one that failed may have left something
   call(number, args);
-  while (!runs_.empty()) advance();
+  for (std::size_t num_steps = 0; !runs_.empty(); ++num_steps) {
+    if (num_steps > most_steps + 32 * num_steps_) throw Refused("the application of a function takes too many steps");
+    advance();
+  }
   return given_;
 }
 

@@ -71,6 +71,7 @@ class Definitions {
 
   FormulaTable& formulas_;
   std::vector<Definition> definitions_;
+  std::size_t num_steps_ = 0;   // in all definitions
   SequenceTable applications_;  // the number of a definition and the codes of its arguments
   std::vector<Value> results_;  // by application, where it is known
   std::vector<bool> is_known_;

@@ -77,6 +77,10 @@ std::size_t hash(const Number& value) {
   return result;
 }
 
+std::size_t bit_size(const Number& value) {
+  return mpz_sizeinbase(value.get_num_mpz_t(), 2) + mpz_sizeinbase(value.get_den_mpz_t(), 2);
+}
+
 void add_product(Number* sum, const Number& a, const Number& b) {
   *sum += a * b;
 }
@@ -93,6 +97,10 @@ int sign(const Number& value) {
 
 std::size_t hash(const Number& value) {
   return value.hash();
+}
+
+std::size_t bit_size(const Number& value) {
+  return value.bit_size();
 }
 
 void add_product(Number* sum, const Number& a, const Number& b) {

@@ -39,6 +39,9 @@ int sign(const Number& value);
 // Equal values have equal hashes.
 std::size_t hash(const Number& value);
 
+// Of numerator and denominator together.
+std::size_t bit_size(const Number& value);
+
 // *sum += a * b.
 void add_product(Number* sum, const Number& a, const Number& b);
 

@@ -11,8 +11,17 @@ namespace tarku::checker {
 
 namespace {
 
-// Sums with more addends than this stay addends themselves.
-constexpr std::size_t short_sum = 16;
+// Sums with more addends or longer numbers than this stay addends themselves.
+constexpr std::size_t short_sum = 16, short_number = 256;
+
+// Numerals that are multiplied with each other may have so many bits together: definitions that square each other
+// make numbers that no memory holds. No less than what the solver's reader lets through.
+constexpr std::size_t most_bits = std::size_t{1} << 23;
+
+void multiply(const Number& factor, Number* product) {
+  if (bit_size(*product) + bit_size(factor) > most_bits) throw Refused("the numbers in a product are too large");
+  *product *= factor;
+}
 
 bool before(const Addend& a, const Addend& b) {
   return a.term < b.term;
@@ -84,12 +93,22 @@ const Number& RealTable::value(RealTerm t) const {
   return numbers_[nodes_[t.id()][1]];
 }
 
+bool RealTable::is_short(RealTerm t) const {
+  if (!is_sum(t)) return false;
+  const Words node = nodes_[t.id()];
+  if (node.size() == 2) return true;  // a numeral
+  if ((node.size() - 2) / 2 > short_sum || bit_size(numbers_[node[1]]) > short_number) return false;
+  for (std::size_t i = 2; i < node.size(); i += 2) {
+    if (bit_size(numbers_[node[i]]) > short_number) return false;
+  }
+  return true;
+}
+
 RealTerm RealTable::combination(const LinearForm& form) {
   LinearForm flat;
   flat.constant = form.constant;
   for (const Addend& addend : form.addends) {
-    const std::size_t num_addends = (nodes_[addend.term.id()].size() - 2) / 2;
-    if (is_sum(addend.term) && num_addends <= short_sum) {
+    if (is_short(addend.term)) {
       add(addend.term, addend.factor, &flat);
     } else {
       flat.addends.push_back(addend);
@@ -135,7 +154,7 @@ RealTerm RealTable::product(const std::vector<RealTerm>& args) {
   RealTerm open;
   for (const RealTerm t : args) {
     if (is_numeral(t)) {
-      factor *= value(t);
+      multiply(value(t), &factor);
     } else if (open.is_valid()) {
       throw Refused("'*' of two non-constant terms is not linear");
     } else {
@@ -156,7 +175,12 @@ RealTerm RealTable::quotient(const std::vector<RealTerm>& args) {
   for (std::size_t i = 1; i < args.size(); ++i) {
     if (!is_numeral(args[i])) throw Refused("'/' by a non-constant term is not linear");
     if (sign(value(args[i])) == 0) throw Refused("division by zero");
-    divisor *= value(args[i]);
+    multiply(value(args[i]), &divisor);
+  }
+  if (is_numeral(args[0])) {
+    Number factor = 1 / divisor;
+    multiply(value(args[0]), &factor);
+    return numeral(factor);
   }
   LinearForm form;
   form.addends.push_back({args[0], Number(1 / divisor)});

@@ -39,9 +39,9 @@ class RealTable {
   // Arithmetic, left associative. Needs: one argument or more. `difference` of one argument is its negative.
   RealTerm sum(const std::vector<RealTerm>& args);
   RealTerm difference(const std::vector<RealTerm>& args);
-  // Throws Refused when two factors are no numerals.
+  // Throws Refused when two factors are no numerals, and when numerals become too large.
   RealTerm product(const std::vector<RealTerm>& args);
-  // Throws Refused when a divisor is zero or no numeral.
+  // Throws Refused when a divisor is zero or no numeral, and when numerals become too large.
   RealTerm quotient(const std::vector<RealTerm>& args);
   // `ite`; equal branches and constant conditions leave no choice. The condition of a choice has no negation.
   RealTerm choice(Formula condition, RealTerm yes, RealTerm no);
@@ -70,6 +70,7 @@ class RealTable {
   enum Kind : std::uint32_t { leaf_symbol, leaf_choice, sum_node };
 
   bool is_sum(RealTerm t) const;
+  bool is_short(RealTerm t) const;  // a sum with few addends and short numbers
   void add(RealTerm t, const Number& factor, LinearForm* form) const;
 
   NumberTable numbers_;

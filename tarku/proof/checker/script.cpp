@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "tarku/proof/checker/benchmark_reader.h"
 #include "tarku/proof/checker/refused.h"
 
 namespace tarku::checker {
@@ -21,6 +22,12 @@ class Script::Commands {
   std::size_t line() const { return lexer_.line(); }
 
  private:
+  // Some that were pushed at once. All but the topmost of them are empty.
+  struct Levels {
+    std::size_t count;
+    std::size_t num_in_force;  // when they began
+  };
+
   void run(const std::string& command);
   void set_option();
   void declare_function();
@@ -37,10 +44,13 @@ class Script::Commands {
   void reset_assertions();
   void check();
   void check_assuming();
+  void benchmark();
   void exit() { has_exited_ = true; }
 
   std::size_t read_levels();
+  void add_levels(std::size_t count);
   std::vector<std::string> read_names();
+  void add_assertion(Formula formula);
   void withdraw_from(std::size_t first);
   Check new_check() const;
   void end_command() { lexer_.expect_right("')' at the end of the command"); }
@@ -54,7 +64,8 @@ class Script::Commands {
   Time now_ = 0;
   std::size_t first_source_ = 0;       // in the script's assertions_
   std::vector<std::size_t> in_force_;  // in the script's assertions_
-  std::vector<std::size_t> levels_;    // how many were in force when each began
+  std::vector<Levels> levels_;
+  std::size_t num_levels_ = 0;  // in levels_
   bool has_exited_ = false;
 };
 
@@ -93,6 +104,7 @@ void Script::Commands::run(const std::string& command) {
       {"reset-assertions", &Commands::reset_assertions},
       {"check-sat", &Commands::check},
       {"check-sat-assuming", &Commands::check_assuming},
+      {"benchmark", &Commands::benchmark},
       {"exit", &Commands::exit},
   };
   for (const Known& known : commands) {
@@ -200,6 +212,10 @@ std::vector<std::string> Script::Commands::read_names() {
 void Script::Commands::assert_formula() {
   const Formula formula = terms_.read_formula("the assertion");
   end_command();
+  add_assertion(formula);
+}
+
+void Script::Commands::add_assertion(Formula formula) {
   in_force_.push_back(script_.assertions_.size());
   script_.assertions_.push_back({formula, never});
 }
@@ -210,25 +226,36 @@ void Script::Commands::withdraw_from(std::size_t first) {
 }
 
 void Script::Commands::push() {
-  for (std::size_t count = read_levels(); count > 0; --count) {
-    levels_.push_back(in_force_.size());
-    names_.push();
-  }
+  constexpr std::size_t most = 1000000;
+  const std::size_t count = read_levels();
+  if (count > most) throw Refused("so many levels cannot be pushed or popped at once");
+  add_levels(count);
 }
 
+void Script::Commands::add_levels(std::size_t count) {
+  if (count == 0) return;
+  levels_.push_back({count, in_force_.size()});
+  names_.push();
+  num_levels_ += count;
+}
+
+// Of those that were pushed at once some may have to come back.
 void Script::Commands::pop() {
   const std::size_t count = read_levels();
-  if (count > levels_.size()) throw Refused("more levels are popped than there are");
-  for (std::size_t i = 0; i < count; ++i) {
-    withdraw_from(levels_.back());
+  if (count > num_levels_) throw Refused("more levels are popped than there are");
+  const std::size_t remaining = num_levels_ - count;
+  while (num_levels_ > remaining) {
+    num_levels_ -= levels_.back().count;
+    withdraw_from(levels_.back().num_in_force);
     levels_.pop_back();
     names_.pop(now_);
   }
+  add_levels(remaining - num_levels_);
 }
 
 // Reads the number of levels, 1 when it is not given, and the end of the command.
 std::size_t Script::Commands::read_levels() {
-  constexpr std::size_t most_digits = 6;
+  constexpr std::size_t most_digits = 9;
   if (lexer_.next().kind == TokenKind::right) return 1;
   const std::string text = lexer_.token().text;
   if (lexer_.token().kind != TokenKind::number || text.find('.') != std::string::npos) {
@@ -248,6 +275,7 @@ void Script::Commands::reset_assertions() {
   end_command();
   withdraw_from(0);
   levels_.clear();
+  num_levels_ = 0;
   names_.pop_all(now_);
   first_source_ = script_.assertions_.size();
 }
@@ -272,6 +300,14 @@ void Script::Commands::check_assuming() {
   }
   end_command();
   script_.checks_.push_back(std::move(check));
+}
+
+// Declarations, assertions and a check in one command; the check comes a moment later.
+void Script::Commands::benchmark() {
+  BenchmarkReader reader(&lexer_, &names_, &script_.formulas_, now_);
+  for (const Formula formula : reader.read()) add_assertion(formula);
+  ++now_;
+  script_.checks_.push_back(new_check());
 }
 
 // ==== the script as a judge ====

@@ -1,8 +1,9 @@
 // Script: reads an SMT-LIB script once, and knows then what its assertions say at each of its checks.
 //
 // This reader shares nothing with the one that the solver uses. It understands what QF_LRA and QF_RDL have: Bool and
-// Real symbols, definitions, `let`, levels, resets, named terms. Commands that have nothing to do with that are passed
-// over; anything that it does not know in a term, a sort or a declaration makes it refuse the script.
+// Real symbols, definitions, `let`, levels, resets, named terms, and benchmarks of SMT-LIB 1.2. Commands that have
+// nothing to do with that are passed over; anything that it does not know in a term, a sort or a declaration makes it
+// refuse the script.
 #pragma once
 
 #include <cstddef>

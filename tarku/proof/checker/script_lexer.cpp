@@ -20,6 +20,7 @@ ScriptLexer::ScriptLexer(std::istream& in) : in_(in) {}
 // ==== characters ====
 
 bool ScriptLexer::at_symbol_character() {
+  if (dialect_ == Dialect::benchmark && at('\'')) return true;
   return peek() != end_of_text && is_symbol_character(static_cast<char>(peek()));
 }
 
@@ -78,6 +79,8 @@ const Token& ScriptLexer::next() {
     read_quoted();
   } else if (c == '"') {
     read_string();
+  } else if (c == '{' && dialect_ == Dialect::benchmark) {
+    read_braced();
   } else if (is_digit(static_cast<char>(c))) {
     read_number();
   } else {
@@ -100,6 +103,16 @@ void ScriptLexer::read_string() {
     skip();
     take_until('"', "string");
   } while (at('"'));
+}
+
+// Inner braces have a backslash before them.
+void ScriptLexer::read_braced() {
+  token_.kind = TokenKind::literal;
+  do {
+    take();
+    if (peek() == end_of_text) throw Refused("a text in braces is not closed");
+  } while (!at('}') || token_.text.back() == '\\');
+  take();
 }
 
 void ScriptLexer::read_number() {

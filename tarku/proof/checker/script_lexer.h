@@ -1,4 +1,4 @@
-// ScriptLexer: cuts the text of a script into tokens, one character at a time.
+// ScriptLexer: cuts the text of a script into tokens, one character at a time. It knows those of benchmarks, too.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,13 @@ enum class TokenKind : std::uint8_t {
   quoted,   // |...|, the text without its bars
   keyword,  // :word, the text with its colon
   number,   // a numeral or a decimal
-  literal,  // of another kind: "...", #x..., #b...
+  literal,  // of another kind: "...", #x..., #b..., in a benchmark {...}
   end       // of the text
+};
+
+enum class Dialect : std::uint8_t {
+  script,
+  benchmark  // of SMT-LIB 1.2: has {...}, and ' in words
 };
 
 struct Token {
@@ -37,6 +42,8 @@ class ScriptLexer {
   // what the stream's buffer throws passes through.
   const Token& next();
   const Token& token() const { return token_; }
+  // Holds for what comes after the latest token.
+  void set_dialect(Dialect dialect) { dialect_ = dialect; }
   // Makes next() give the latest token once more.
   void put_back() { is_put_back_ = true; }
   std::size_t line() const { return token_line_; }  // on which the token begins, from 1
@@ -62,11 +69,13 @@ class ScriptLexer {
   void take_until(char closing, const char* what);
   void read_quoted();
   void read_string();
+  void read_braced();
   void read_number();
   void read_other();
 
   std::istream& in_;
   Token token_;
+  Dialect dialect_ = Dialect::script;
   std::size_t line_ = 1;
   std::size_t token_line_ = 1;
   bool is_put_back_ = false;
