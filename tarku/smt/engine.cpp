@@ -30,6 +30,8 @@ namespace {
 // The termination test is polled once per so many steps of the cheap loops outside the search.
 constexpr std::size_t poll_period = 16;
 
+constexpr std::size_t unknown_size = std::numeric_limits<std::size_t>::max();
+
 // A search over formulas is left to the guide when it has done so much work, in the tableau's measure, and so much for
 // each check.
 constexpr std::uint64_t patience_with_formulas = std::uint64_t{1} << 22;
@@ -141,7 +143,7 @@ void Engine::cut(std::size_t num_literals, std::size_t num_formulas) {
 void Engine::push() {
   require_idle("push");
   begin_change();
-  levels_.push_back({assertions_.size()});
+  levels_.push_back({assertions_.size(), solver_ ? wanted_.size() : unknown_size});
 }
 
 void Engine::pop() {
@@ -166,6 +168,16 @@ void Engine::pop_level() {
     discard();
   }
   assertions_.resize(gone.num_assertions);
+  count_stale(gone);
+}
+
+// Nothing that was told is ever taken back, and each search carries it along. When most of it is of levels that are
+// gone it is cheaper to begin anew with what is left.
+void Engine::count_stale(const Level& gone) {
+  constexpr std::size_t few = 500;
+  num_stale_ += wanted_.size() - std::min(wanted_.size(), std::max(gone.num_wanted, num_judged_));
+  num_judged_ = wanted_.size();
+  if (num_stale_ > few + (wanted_.size() - num_stale_) / 2) discard();
 }
 
 // What has to be undone of a level before its assertions go.
@@ -245,7 +257,7 @@ Answer Engine::give_up(const char* reason) {
 
 // On a level of their own, numbered like the assertions that might have come in their place.
 void Engine::assume(const std::vector<Term>& assumptions) {
-  levels_.push_back({assertions_.size()});
+  levels_.push_back({assertions_.size(), solver_ ? wanted_.size() : unknown_size});
   has_assumptions_ = true;
   int index = num_asserted_;
   for (const Term assumption : assumptions) add_assertion(assumption, index++);
@@ -636,6 +648,8 @@ void Engine::discard() noexcept {
   atoms_ = AtomTable();
   presolved_ = is_clausifying_ = false;
   num_told_bounds_ = num_pushed_literals_ = 0;
+  num_stale_ = num_judged_ = 0;
+  for (Level& level : levels_) level.num_wanted = unknown_size;
   for (Assertion& assertion : assertions_) assertion.literals_end = assertion.formulas_end = 0;
   const auto empty = [](auto&... containers) { (std::decay_t<decltype(containers)>().swap(containers), ...); };
   empty(boolean_variables_, boolean_symbols_, literals_, formulas_, wanted_, is_wanted_, offsets_, definitions_,

@@ -204,6 +204,7 @@ class Engine : private BooleanSearch::Base {
 
   struct Level {
     std::size_t num_assertions;  // below it
+    std::size_t num_wanted;      // constraints when it was opened, as far as they were known then
     int guard = 0;               // the variable that stands for it in clauses, once there are some
   };
 
@@ -243,6 +244,7 @@ class Engine : private BooleanSearch::Base {
   void flatten_assertion(Term formula);
   void begin_change();
   void pop_level();
+  void count_stale(const Level& gone);
   void undo_level(const Level& gone);
   void forget_answer() noexcept;
   void assume(const std::vector<Term>& assumptions);
@@ -346,6 +348,8 @@ class Engine : private BooleanSearch::Base {
   std::vector<Level> levels_;
   std::vector<int> wanted_;       // constraints that the solver is to be told, each once
   std::vector<bool> is_wanted_;   // by constraint index
+  std::size_t num_stale_ = 0;     // of wanted_: those that came with levels that are gone, about
+  std::size_t num_judged_ = 0;    // prefix of wanted_ in which the stale ones were counted
   int num_asserted_ = 0;          // ever, without assumptions
   bool has_assumptions_ = false;  // the last level is that of the assumptions of a check
 
