@@ -35,9 +35,9 @@ TEST(SessionLimits, ACheckMayTakeSoManySteps) {
 }
 
 TEST(SessionLimits, EveryCheckHasItsOwnSteps) {
-  CheckLimits limits(0, nullptr, 2);
+  const InterruptTest limits(nullptr, 2);
   for (int check = 0; check < 2; ++check) {
-    const CheckLimits::Check running(limits);
+    const InterruptTest::Check running(limits);
     EXPECT_NO_THROW(limits());
     EXPECT_NO_THROW(limits());
     EXPECT_THROW(limits(), smt::Interrupted);
