@@ -20,8 +20,9 @@ bool ConjunctionGuide::add(int constraint) {
   lp::Side& side = program_.side(s);
   added_.push_back({constraint, side});
   if (bound.relation == Relation::distinct) return true;
-  if (bound.relation != Relation::greater && bound.relation != Relation::greater_equal) bound_above(&side, bound);
-  if (bound.relation != Relation::less && bound.relation != Relation::less_equal) bound_below(&side, bound);
+  if (bound.relation != Relation::greater && bound.relation != Relation::greater_equal)
+    tighten(&side.upper, bound, true);
+  if (bound.relation != Relation::less && bound.relation != Relation::less_equal) tighten(&side.lower, bound, false);
   if (guide_) guide_->refresh(s);
   return is_possible(side);
 }
@@ -86,22 +87,14 @@ lp::Guide* ConjunctionGuide::guide() {
   return guide_ ? &*guide_ : nullptr;
 }
 
-void ConjunctionGuide::bound_above(lp::Side* side, const AtomTable::Bound& bound) {
-  const bool is_strict = bound.relation == Relation::less;
-  if (side->upper && !(bound.value < side->upper->value) &&
-      !(is_strict && !side->upper->is_strict && bound.value == side->upper->value)) {
-    return;
+// Of two bounds on the same end the tighter one counts; a strict one is tighter than its value.
+void ConjunctionGuide::tighten(std::optional<lp::Bound>* end, const AtomTable::Bound& bound, bool is_upper) {
+  const bool is_strict = bound.relation == (is_upper ? Relation::less : Relation::greater);
+  if (*end) {
+    const int order = QNumber::compare(bound.value, (*end)->value) * (is_upper ? 1 : -1);
+    if (order > 0 || (order == 0 && (!is_strict || (*end)->is_strict))) return;
   }
-  side->upper = lp::Bound{bound.value, is_strict, bound.constraint};
-}
-
-void ConjunctionGuide::bound_below(lp::Side* side, const AtomTable::Bound& bound) {
-  const bool is_strict = bound.relation == Relation::greater;
-  if (side->lower && !(side->lower->value < bound.value) &&
-      !(is_strict && !side->lower->is_strict && bound.value == side->lower->value)) {
-    return;
-  }
-  side->lower = lp::Bound{bound.value, is_strict, bound.constraint};
+  *end = lp::Bound{bound.value, is_strict, bound.constraint};
 }
 
 lp::Outcome::Kind ConjunctionGuide::decide(const TerminationTest* test) {

@@ -56,8 +56,7 @@ class ConjunctionGuide {
   int row_of(int variable);
   int side_of(int variable);
   int program_side(int variable);
-  void bound_above(lp::Side* side, const AtomTable::Bound& bound);
-  void bound_below(lp::Side* side, const AtomTable::Bound& bound);
+  static void tighten(std::optional<lp::Bound>* end, const AtomTable::Bound& bound, bool is_upper);
   bool is_possible(const lp::Side& side);
   lp::Guide* guide();
   void read_values(const lp::Outcome& outcome);
