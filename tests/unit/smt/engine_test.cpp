@@ -73,6 +73,30 @@ class EngineTest : public testing::Test {
 
 // ---- verdicts and values ----
 
+// What levels that are gone have told goes at some time, and answers stay right across that, with formulas and without.
+TEST_F(EngineTest, ManyRoundsStaySmall) {
+  add("(and (<= 0 x 10) (<= 0 y 10))");
+  add("(or (<= x 4) (<= y 4))");
+  std::size_t most_bounds = 0;
+  for (int round = 1; round <= 1500; ++round) {
+    const std::string n = std::to_string(round);
+    engine.push();
+    add("(>= (+ (* " + n + " x) (* 2 y)) " + n + ")");
+    add("(or (>= (+ x (* " + n + " y)) 1000000) (> x (/ " + n + " 7)))");
+    ASSERT_EQ(check(), round < 70 ? "sat" : "unsat") << round;
+    engine.pop();
+    if (round % 100 == 0) {
+      ASSERT_EQ(check(), "sat") << round;
+    }
+    std::vector<std::pair<std::string, std::string>> figures;
+    engine.get_stats(figures);
+    for (const auto& [name, figure] : figures) {
+      if (name == "bounds") most_bounds = std::max<std::size_t>(most_bounds, std::stoul(figure));
+    }
+  }
+  EXPECT_LT(most_bounds, 1500u);
+}
+
 TEST_F(EngineTest, NothingAssertedIsSat) {
   EXPECT_EQ(check(), "sat");
   EXPECT_EQ(value("x"), "0");
