@@ -166,7 +166,7 @@ TEST_F(EngineLimits, TimeIsKept) {
   engine.set_limits({0.1, 0, 0});
   const Clock::time_point start = Clock::now();
   EXPECT_EQ(engine.check(), Answer::unknown);
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(2)) << "on a machine that is busy with other tests";
+  EXPECT_LT(Clock::now() - start, std::chrono::minutes(1)) << "where a search to the end takes hours";
   EXPECT_EQ(engine.reason_unknown(), "timeout");
   engine.pop();
   EXPECT_EQ(engine.check(), Answer::sat);
