@@ -49,6 +49,8 @@ struct ClpLibrary {
   decltype(&::Clp_getRowStatus) getRowStatus;
   decltype(&::Clp_setColumnStatus) setColumnStatus;
   decltype(&::Clp_setRowStatus) setRowStatus;
+  decltype(&::Clp_infeasibilityRay) infeasibilityRay;
+  decltype(&::Clp_freeRay) freeRay;
 
   // Null when it is not installed. Never unloaded.
   static const ClpLibrary* load() {
@@ -86,6 +88,8 @@ struct ClpLibrary {
     bind(&library.getRowStatus, "Clp_getRowStatus");
     bind(&library.setColumnStatus, "Clp_setColumnStatus");
     bind(&library.setRowStatus, "Clp_setRowStatus");
+    bind(&library.infeasibilityRay, "Clp_infeasibilityRay");
+    bind(&library.freeRay, "Clp_freeRay");
     return complete ? &library : nullptr;
   }
 };
@@ -132,6 +136,7 @@ class ClpProposer final : public Proposer {
     if (status == primal_infeasible) {
       result.claim = Claim::infeasible;
       result.suspects = suspects(result.basis);
+      result.ray = ray();
     }
     return result;
   }
@@ -181,16 +186,9 @@ class ClpProposer final : public Proposer {
     return s < first_row ? clp_.columnUpper(model_)[s] : clp_.rowUpper(model_)[s - first_row];
   }
 
-  // Rows are scaled by powers of two to coefficients of at most 1: integers without a common factor may be huge.
-  void set_factors() {
-    for (int i = 0; i < program_.num_rows(); ++i) {
-      double magnitude = 0;
-      for (const Term& term : program_.terms(i)) magnitude = std::max(magnitude, std::abs(term.coeff.to_double()));
-      factors_.push_back(magnitude == 0 ? 1 : std::ldexp(1.0, -std::ilogb(magnitude)));
-    }
-  }
+  // Rows are scaled by powers of two to coefficients of about 1: integers without a common factor may be huge.
   double factor(int s) const {
-    return s < program_.num_columns() ? 1 : factors_[static_cast<std::size_t>(s - program_.num_columns())];
+    return s < program_.num_columns() ? 1 : std::ldexp(1.0, -program_.exponent(s - program_.num_columns()));
   }
 
   void load() {
@@ -201,14 +199,13 @@ class ClpProposer final : public Proposer {
     }
     for (std::size_t j = 0; j < num_columns; ++j) starts[j + 1] += starts[j];
     std::vector<CoinBigIndex> next(starts.begin(), starts.end() - 1);
-    set_factors();
     std::vector<int> indices(static_cast<std::size_t>(starts.back()));
     std::vector<double> values(indices.size());
     for (int i = 0; i < program_.num_rows(); ++i) {
       for (const Term& term : program_.terms(i)) {
         const auto at = static_cast<std::size_t>(next[static_cast<std::size_t>(term.column)]++);
         indices[at] = i;
-        values[at] = term.coeff.to_double() * factors_[static_cast<std::size_t>(i)];
+        values[at] = term.coeff.to_double() * factor(program_.num_columns() + i);
       }
     }
     clp_.loadProblem(model_, program_.num_columns(), program_.num_rows(), starts.data(), indices.data(), values.data(),
@@ -254,6 +251,7 @@ class ClpProposer final : public Proposer {
   void search() noexcept {
     try {
       is_primal() ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
+      if (!is_primal() && clp_.status(model_) == primal_infeasible) clp_.primal(model_, 0);
     } catch (...) {
       has_thrown_ = true;
     }
@@ -276,6 +274,17 @@ class ClpProposer final : public Proposer {
     return result;
   }
 
+  std::vector<Multiplier> ray() {
+    std::vector<Multiplier> result;
+    double* const factors = clp_.infeasibilityRay(model_);
+    if (factors == nullptr) return result;
+    for (int i = 0; i < program_.num_rows(); ++i) {
+      if (factors[i] != 0) result.push_back({i, factors[i]});
+    }
+    clp_.freeRay(model_, factors);
+    return result;
+  }
+
   bool is_primal() const { return method_ == Method::primal || method_ == Method::unscaled_primal; }
 
   // Begins anew, from the basis of all rows.
@@ -291,7 +300,6 @@ class ClpProposer final : public Proposer {
   const LinearProgram& program_;
   std::unique_ptr<Clp_Simplex, decltype(&::Clp_deleteModel)> owner_;
   Clp_Simplex* model_;
-  std::vector<double> factors_;  // of rows
   Method method_ = Method::dual;
   bool has_thrown_ = false;
 };

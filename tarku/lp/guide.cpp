@@ -36,6 +36,7 @@ Outcome Guide::decide(const TerminationTest* test) {
   std::optional<QNumber> last_excess;
   for (int round = 0; round < max_rounds; ++round) {
     const Proposal proposal = proposer_.propose(method, iteration_limit(), test);
+    if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
     const bool is_basis =
         !proposal.basis.empty() && vertex_.set_basis(program_, proposal.basis, test) && vertex_.compute(test);
     if (is_basis) {
@@ -64,7 +65,9 @@ Outcome Guide::decide(const TerminationTest* test) {
 Outcome Guide::look(const TerminationTest* test) {
   if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
   const Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
-  if (proposal.claim != Claim::infeasible || !vertex_.set_basis(program_, proposal.basis, test)) return {};
+  if (proposal.claim != Claim::infeasible) return {};
+  if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
+  if (!vertex_.set_basis(program_, proposal.basis, test)) return {};
   for (const Suspect& suspect : proposal.suspects) {
     Outcome outcome = conflict_of({suspect}, test);
     if (outcome.kind == Outcome::Kind::infeasible) return outcome;
@@ -122,6 +125,13 @@ Outcome Guide::look_for_conflict(const TerminationTest* test) {
   for (std::size_t i = 0; i < num_attempts && outcome.kind == Outcome::Kind::none; ++i) {
     outcome = conflict_of({suspects[i]}, test);
   }
+  return outcome;
+}
+
+Outcome Guide::conflict_of(const std::vector<Multiplier>& ray) const {
+  Outcome outcome;
+  outcome.conflict = short_conflict(program_, ray);
+  if (!outcome.conflict.empty()) outcome.kind = Outcome::Kind::infeasible;
   return outcome;
 }
 

@@ -15,16 +15,11 @@
 
 #include "tarku/lp/linear_program.h"
 #include "tarku/lp/proposer.h"
+#include "tarku/lp/short_conflict.h"
 #include "tarku/lp/vertex.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::lp {
-
-struct Summand {
-  int side;
-  bool is_upper;
-  QNumber multiplier;  // positive
-};
 
 struct Outcome {
   enum class Kind { none, feasible, infeasible };
@@ -61,6 +56,7 @@ class Guide {
   void add_violation(int side, bool is_upper, QNumber excess);
   Outcome feasible() const;
   Outcome look_for_conflict(const TerminationTest* test);
+  Outcome conflict_of(const std::vector<Multiplier>& ray) const;
   Outcome conflict_of(const std::vector<Suspect>& suspects, const TerminationTest* test);
   bool add_summand(int side, bool is_upper, const QNumber& multiplier, Sum* sum) const;
   QNumber scale() const;

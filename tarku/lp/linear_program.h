@@ -5,10 +5,16 @@
 //
 // A bound may be missing, or strict. The *sides* of the program are its columns, and after them its rows. Searches keep
 // a margin from strict bounds, so that none is reached.
+//
+// Bounds come and go. Those in force when mark_permanent is called stay; a conflict rests on them where it can.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "tarku/numbers/qnumber.h"
@@ -39,6 +45,9 @@ class LinearProgram {
   // Needs: the columns of the terms are distinct.
   int add_row(std::vector<Term> terms) {
     rows_.emplace_back();
+    double magnitude = 0;
+    for (const Term& term : terms) magnitude = std::max(magnitude, std::abs(term.coeff.to_double()));
+    exponents_.push_back(magnitude > 0 && std::isfinite(magnitude) ? std::ilogb(magnitude) : 0);
     terms_.push_back(std::move(terms));
     return static_cast<int>(rows_.size()) - 1;
   }
@@ -52,10 +61,23 @@ class LinearProgram {
   Side& column(int j) { return columns_[static_cast<std::size_t>(j)]; }
   Side& row(int i) { return rows_[static_cast<std::size_t>(i)]; }
 
+  void mark_permanent() {
+    permanent_ = columns_;
+    permanent_.insert(permanent_.end(), rows_.begin(), rows_.end());
+  }
+  void forget_permanent() { permanent_.clear(); }
+  // Null when nothing was marked since the program grew.
+  const Side* permanent(int s) const {
+    return permanent_.size() == static_cast<std::size_t>(num_sides()) ? &permanent_[static_cast<std::size_t>(s)]
+                                                                       : nullptr;
+  }
+
   int num_columns() const { return static_cast<int>(columns_.size()); }
   int num_rows() const { return static_cast<int>(rows_.size()); }
   int num_sides() const { return num_columns() + num_rows(); }
   const std::vector<Term>& terms(int i) const { return terms_[static_cast<std::size_t>(i)]; }
+  // Divided by two to this power, the largest coefficient of the row is at least 1 and less than 2.
+  int exponent(int i) const { return exponents_[static_cast<std::size_t>(i)]; }
   Side& side(int s) {
     return s < num_columns() ? columns_[static_cast<std::size_t>(s)]
                              : rows_[static_cast<std::size_t>(s - num_columns())];
@@ -73,6 +95,8 @@ class LinearProgram {
   QNumber margin_{1, std::int64_t{1} << 20};
   std::vector<Side> columns_, rows_;
   std::vector<std::vector<Term>> terms_;  // of rows
+  std::vector<int> exponents_;            // likewise
+  std::vector<Side> permanent_;
 };
 
 }  // namespace tarku::lp

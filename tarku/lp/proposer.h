@@ -27,10 +27,16 @@ struct Suspect {
   int side;
   bool is_upper;
 };
+// A row, divided by two to its exponent, and its factor in a sum that contradicts the bounds of its sides.
+struct Multiplier {
+  int row;
+  double factor;
+};
 struct Proposal {
   Basis basis;  // empty when there is none
   Claim claim = Claim::none;
   std::vector<Suspect> suspects;  // with a claim of infeasibility: a few, the likeliest first
+  std::vector<Multiplier> ray;    // likewise, if it is known; up to the common sign
 };
 
 class Proposer {

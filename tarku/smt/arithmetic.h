@@ -17,6 +17,10 @@ class Arithmetic {
   virtual bool push(int constraint) = 0;
   virtual void pop() = 0;
 
+  // What is on the stack stays there; conflicts rest on it where they can. And: no longer so.
+  virtual void mark_permanent() {}
+  virtual void forget_permanent() {}
+
   // False when the stack is inconsistent; only with `is_complete` does true say that it is consistent.
   virtual bool check(bool is_complete) = 0;
 

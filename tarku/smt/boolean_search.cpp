@@ -38,7 +38,9 @@ struct BooleanSearch::Cleanup {
     while (search.num_pushed_ > 0) search.pop_last();
     search.has_conflict_ = search.is_conflict_untold_ = false;
     search.implications_.clear();
+    search.arithmetic_->forget_permanent();
     search.arithmetic_ = nullptr;
+    search.num_permanent_ = none_permanent;
   }
 };
 
@@ -54,6 +56,29 @@ sat::Answer BooleanSearch::solve(Arithmetic& arithmetic, const std::vector<int>&
   return answer;
 }
 
+// A theory that knows nothing.
+class BooleanSearch::NoArithmetic final : public Arithmetic {
+ public:
+  bool push(int) override { return true; }
+  void pop() override {}
+  bool check(bool) override { return true; }
+  bool is_satisfied(int) override { return true; }
+  std::vector<int> conflict() override { return {}; }
+  proof::Refutation refutation(proof::Constraints& constraints) override {
+    return proof::Refutation::of_sum({}, constraints);
+  }
+  std::optional<Implication> next_implication(bool) override { return std::nullopt; }
+};
+
+void BooleanSearch::learn(int literal, TerminationTest* test) {
+  sat::Solver& sat = clauses_.solver();
+  if (sat.is_fixed(literal)) return;
+  NoArithmetic nothing;
+  sat.assume(-literal);
+  sat.limit_decisions(0);
+  solve(nothing, {}, test);
+}
+
 // ==== the stack ====
 
 void BooleanSearch::assign(sat::Literal literal) {
@@ -62,6 +87,15 @@ void BooleanSearch::assign(sat::Literal literal) {
   if (variable >= values_.size()) values_.resize(std::max(variable + 1, 2 * values_.size()));
   trail_.push_back({literal});
   values_[variable] = literal > 0 ? 1 : -1;
+}
+
+// What is assigned before the first decision is never taken back.
+void BooleanSearch::new_level() {
+  if (starts_.empty() && num_pushed_ != num_permanent_) {
+    arithmetic_->mark_permanent();
+    num_permanent_ = num_pushed_;
+  }
+  starts_.push_back(trail_.size());
 }
 
 void BooleanSearch::backtrack(int level) {
@@ -184,6 +218,28 @@ bool BooleanSearch::check_model() {
 }
 
 // ==== clauses ====
+
+// Of an equality that is no literal of the base, the clause speaks of the side that the sum needs.
+void BooleanSearch::add_lemma(std::vector<Refutation::Summand> sum) {
+  for (Refutation::Summand& summand : sum) {
+    if (base_.holds(summand.constraint)) continue;
+    const AtomTable::Bound told = atoms_.bound_of(summand.constraint);
+    if (told.relation == Relation::equal) {
+      const Relation side = summand.multiplier.is_negative() ? Relation::greater_equal : Relation::less_equal;
+      summand.constraint = atoms_.add_bound(told.variable, side, told.value);
+      summand.multiplier = summand.multiplier.abs();
+    }
+    clausifier_.bound_literal(summand.constraint);
+  }
+  if (clauses_.is_logged()) {
+    ProofLog::Id step = 0;
+    const Clause clause = clause_with_log(Refutation::of_sum(sum, constraints_), &step);
+    return clauses_.add_lemma(clause, step);
+  }
+  std::vector<int> constraints;
+  for (const Refutation::Summand& summand : sum) constraints.push_back(summand.constraint);
+  clauses_.add_lemma(clause_without_log(constraints));
+}
 
 Clause BooleanSearch::clause_without_log(const std::vector<int>& constraints) {
   Clause clause;

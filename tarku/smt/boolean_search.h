@@ -48,19 +48,27 @@ class BooleanSearch : private sat::Theory {
   // Searches with the levels of these guards in force. Leaves the stack of `arithmetic` as it was. What that and the
   // termination test throw passes through.
   sat::Answer solve(Arithmetic& arithmetic, const std::vector<int>& guards, TerminationTest* test);
+  // Adds the clause that says that the constraints, whose sum is a contradiction, do not all hold.
+  void add_lemma(std::vector<proof::Refutation::Summand> sum);
+  // Lets the SAT solver find out that the literal follows, if the propagation of its negation says so. Between searches.
+  void learn(int literal, TerminationTest* test);
+
+  std::uint64_t num_checks() const { return num_checks_; }  // that found the theory's stack consistent, ever
   // After sat: the value of a variable of clauses.
   bool value(int variable) { return clauses_.solver().value(variable); }
 
  private:
+  static constexpr std::size_t none_permanent = static_cast<std::size_t>(-1);
   struct Entry {
     int literal;
     bool is_pushed = false;  // has an entry on the stack of the theory's solver
   };
   struct Cleanup;
   class LogDerivation;
+  class NoArithmetic;
 
   // ---- sat::Theory ----
-  void new_level() override { starts_.push_back(trail_.size()); }
+  void new_level() override;
   void assign(sat::Literal literal) override;
   void backtrack(int level) override;
   sat::Literal propagate() override;
@@ -93,6 +101,7 @@ class BooleanSearch : private sat::Theory {
   std::vector<std::size_t> starts_;   // where the levels from 1 on begin in it
   std::size_t num_pushed_ = 0;        // prefix of trail_ that the theory knows
   std::vector<signed char> values_;   // by variable: 1, -1, or 0 when it is not on the trail
+  std::size_t num_permanent_ = none_permanent;  // prefix of trail_ that is marked so
   std::uint64_t num_checks_ = 0;
   bool is_checked_ = false;    // the values satisfy what is pushed
   bool has_conflict_ = false;  // since the last backtrack

@@ -67,6 +67,8 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
   ProofLog& log() { return *log_; }
   // A literal for a constraint, made up for the log when no clause has one.
   int log_literal(int constraint);
+  // Adds a clause that holds by arithmetic; the step that says so, when there is a log.
+  void add_lemma(const Clause& clause, ProofLog::Id step = 0) { add(clause, step); }
   // The clause that the SAT solver takes next from the theory is that of this step.
   void announce(ProofLog::Id step) { announced_ = step; }
 

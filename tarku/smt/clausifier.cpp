@@ -315,6 +315,7 @@ int Clausifier::new_equality(int constraint) {
   const int less = bound(atoms_.add_bound(told.variable, Relation::less, told.value));
   const int variable = new_variable(Kind::equality, {less_equal, less});
   const int opposite = atoms_.negation_of(constraint);
+  constraint_of_[static_cast<std::size_t>(variable)] = constraint;
   set_literal(constraint, variable);
   set_literal(opposite, -variable);
   sink_.atom(variable, constraint, opposite);
@@ -332,6 +333,65 @@ int Clausifier::new_cases(int constraint, Term leaf) {
   pending_.push_back({leaf, variable});
   return variable;
 }
+
+int Clausifier::bound_literal(int constraint) {
+  const int result = theory_literal(constraint);
+  settle_pending();
+  tell_required();
+  return result;
+}
+
+// ==== alternatives ====
+
+// What follows at once from the literal being true.
+void Clausifier::add_consequences(int literal, std::vector<int>* constraints) const {
+  std::vector<int> open{literal};
+  while (!open.empty()) {
+    const int next = open.back();
+    open.pop_back();
+    if (std::abs(next) == truth_) continue;
+    const auto variable = static_cast<std::size_t>(std::abs(next));
+    const Node& n = nodes_[variable];
+    if (n.kind == Kind::conjunction && next > 0) {
+      for (std::uint32_t i = n.count; i-- > 0;) open.push_back(arg(n, i));
+    } else if (n.kind == Kind::equality ? next > 0 : n.kind == Kind::other && constraint_of_[variable] != 0) {
+      constraints->push_back(next > 0 ? constraint_of_[variable] : atoms_.negation_of(constraint_of_[variable]));
+    }
+  }
+}
+
+void Clausifier::add_alternatives(const Clause& clause, std::vector<Alternatives>* result) const {
+  Alternatives alternatives;
+  const int only = clause.size() == 1 ? clause.front() : 0;
+  const Node& n = nodes_[static_cast<std::size_t>(std::abs(only))];
+  if (only > 0 && n.kind == Kind::conjunction) {
+    for (std::uint32_t i = 0; i < n.count; ++i) add_alternatives({arg(n, i)}, result);
+  } else if (only != 0 && (n.kind == Kind::cases || n.kind == Kind::choice)) {
+    for (const bool is_yes : {true, false}) {
+      std::vector<int>& constraints = alternatives.cases.emplace_back();
+      add_consequences(is_yes ? arg(n, 0) : -arg(n, 0), &constraints);
+      add_consequences(only > 0 ? arg(n, is_yes ? 1 : 2) : -arg(n, is_yes ? 1 : 2), &constraints);
+    }
+  } else {
+    for (const int literal : clause) add_consequences(literal, &alternatives.cases.emplace_back());
+  }
+  const bool is_useful = std::none_of(alternatives.cases.begin(), alternatives.cases.end(),
+                                      [](const std::vector<int>& constraints) { return constraints.empty(); });
+  if (is_useful && alternatives.cases.size() > 1) result->push_back(std::move(alternatives));
+}
+
+void Clausifier::add_alternatives_of_values(std::vector<Alternatives>* result) const {
+  for (const Value& value : values_) {
+    Alternatives& alternatives = result->emplace_back();
+    for (const bool is_yes : {true, false}) {
+      std::vector<int>& constraints = alternatives.cases.emplace_back();
+      add_consequences(is_yes ? value.condition : -value.condition, &constraints);
+      constraints.push_back(value.equalities[is_yes ? 0 : 1]);
+    }
+  }
+}
+
+// ==== chains ====
 
 // Upper bounds of one variable are a chain: each implies the next one.
 void Clausifier::chain(const AtomTable::Bound& bound, int atom) {
@@ -427,16 +487,20 @@ void Clausifier::settle_value(Term leaf) {
   const int condition = materialized(literal(terms_.args(leaf)[0]));
   const int variable = atoms_.variable(leaf);
   sink_.conditional(variable, leaf, condition);
+  Value value{condition, {0, 0}};
   for (const bool is_yes : {true, false}) {
+    LinearForm form;
+    linearizer_.subtract(leaf, terms_.args(leaf)[is_yes ? 1 : 2], &form);
+    value.equalities[is_yes ? 0 : 1] = atoms_.add(&form, Relation::equal).constraint;
     const int selector = is_yes ? condition : -condition;
     require(-selector);
     for (const Relation relation : {Relation::less_equal, Relation::greater_equal}) {
-      LinearForm form;
-      linearizer_.subtract(leaf, terms_.args(leaf)[is_yes ? 1 : 2], &form);
-      const int side = theory_literal(atoms_.add(&form, relation).constraint);
-      sink_.conditional_clause(variable, {-selector, side});
+      LinearForm side;
+      linearizer_.subtract(leaf, terms_.args(leaf)[is_yes ? 1 : 2], &side);
+      sink_.conditional_clause(variable, {-selector, theory_literal(atoms_.add(&side, relation).constraint)});
     }
   }
+  values_.push_back(value);
 }
 
 void Clausifier::settle_cases(Term leaf, int atom_variable) {

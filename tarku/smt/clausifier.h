@@ -27,6 +27,12 @@
 
 namespace tarku::smt {
 
+// At least one of the cases holds: the constraints in it all hold.
+struct Alternatives {
+  std::vector<std::vector<int>> cases;
+  bool is_relaxed = false;
+};
+
 class Clausifier {
  public:
   // All must outlive the clausifier.
@@ -38,6 +44,14 @@ class Clausifier {
   Clause clause(Term formula, bool polarity, bool* holds);
   // Likewise, of a constraint of the atom table.
   Clause unit_clause(int constraint, bool* holds);
+
+  // The alternatives that a clause stands for when it holds, as far as they are constraints on bounds; and those that
+  // the `ite` terms with values of their own stand for.
+  void add_alternatives(const Clause& clause, std::vector<Alternatives>* result) const;
+  void add_alternatives_of_values(std::vector<Alternatives>* result) const;
+
+  // The literal that stands for a constraint on a bound, made for the theory when there is none.
+  int bound_literal(int constraint);
 
   // The literal that stands for a constraint of the atom table, 0 when no formula has brought it up so far.
   int find_literal(int constraint) const;
@@ -53,6 +67,10 @@ class Clausifier {
     bool is_told[2] = {false, false};    // the clauses for its being false, true
     std::uint32_t first = 0, count = 0;  // in args_; equality: less_equal, less; choice and cases: condition, yes, no
     int real_variable = 0;               // cases: that of the `ite`
+  };
+  struct Value {  // of an `ite`
+    int condition;
+    int equalities[2];  // constraints: with the branch when it is true, and when not
   };
   struct Pending {  // an `ite` whose condition and branches have no literals yet
     Term leaf;
@@ -86,6 +104,7 @@ class Clausifier {
   int new_equality(int constraint);
   int new_cases(int constraint, Term leaf);
   void set_literal(int constraint, int literal);
+  void add_consequences(int literal, std::vector<int>* constraints) const;
   void chain(const AtomTable::Bound& bound, int atom);
   void link_neighbours(int weaker, int stronger);
   LinearForm form_of(int constraint) const;
@@ -127,6 +146,7 @@ class Clausifier {
   std::vector<int> constraint_of_;                   // by variable: that of a true atom
   std::vector<int> required_;                        // literals whose clauses are still to be told
   std::vector<Pending> pending_;
+  std::vector<Value> values_;
   std::unordered_map<std::uint32_t, bool> constant_branches_;  // of `ite` terms, by id
   std::unordered_map<std::uint32_t, bool> has_value_;          // `ite` terms by id: settled or pending
 

@@ -137,7 +137,8 @@ void ConjunctionGuide::read_values(const lp::Outcome& outcome) {
 void ConjunctionGuide::read_conflict(const lp::Outcome& outcome) {
   conflict_.clear();
   for (const lp::Summand& summand : outcome.conflict) {
-    add_summand(program_.side(summand.side), summand.is_upper, summand.multiplier);
+    const lp::Side& side = summand.is_permanent ? *program_.permanent(summand.side) : program_.side(summand.side);
+    add_summand(side, summand.is_upper, summand.multiplier);
   }
 }
 

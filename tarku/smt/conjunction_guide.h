@@ -30,6 +30,9 @@ class ConjunctionGuide {
   // False when it contradicts another one; the conflict is known then. It counts as added all the same.
   bool add(int constraint);
   void remove_last();
+  // What was added so far stays; conflicts rest on it where they can. And: no longer so.
+  void mark_permanent() { program_.mark_permanent(); }
+  void forget_permanent() { program_.forget_permanent(); }
 
   // Decides the conjunction of what was added; gives none when the guide cannot, or when there is none.
   lp::Outcome::Kind decide(const TerminationTest* test);

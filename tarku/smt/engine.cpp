@@ -21,6 +21,7 @@
 #include "tarku/smt/pacing.h"
 #include "tarku/smt/simplex_arithmetic.h"
 #include "tarku/smt/term_assertions.h"
+#include "tarku/smt/tightening.h"
 #include "tarku/termination_test.h"
 
 namespace tarku::smt {
@@ -192,6 +193,7 @@ void Engine::undo_level(const Level& gone) {
   while (num_pushed_literals_ > num_literals) pop_literal(literals_[--num_pushed_literals_]);
   cut(num_literals, num_formulas);
   num_clausified_ = std::min(num_clausified_, num_formulas);
+  num_tightened_ = std::min(num_tightened_, num_formulas);
   // A conflict among older assertions stays one.
   if (conflict_.is_known() && conflict_.assertions.back() >= first_gone) set_conflict({});
 }
@@ -277,7 +279,9 @@ Answer Engine::search() {
   if (guided_ && formulas_.empty()) start_afresh();
   guided_ ? push_new_literals(false) : search_one_by_one();
   if (conflict_.is_known()) return Answer::unsat;
-  return formulas_.empty() ? Answer::sat : search_formulas();
+  if (formulas_.empty()) return Answer::sat;
+  tighten();
+  return search_formulas();
 }
 
 // ---- formulas ----
@@ -298,13 +302,17 @@ void Engine::clausify_new_formulas() {
     while (owner->formulas_end <= num_clausified_) ++owner;
     const Formula& formula = formulas_[num_clausified_];
     bool holds = false;
-    const Clause clause = formula.constraint != 0
-                              ? search_->clausifier().unit_clause(formula.constraint, &holds)
-                              : search_->clausifier().clause(formula.term, formula.polarity, &holds);
+    const Clause clause = clause_of(formula, &holds);
     if (holds) continue;
     search_->clauses().add_input(static_cast<std::uint64_t>(owner->index), clause, guard_of_level(owner->level));
   }
   is_clausifying_ = false;
+}
+
+Clause Engine::clause_of(const Formula& formula, bool* holds) {
+  Clausifier& clausifier = search_->clausifier();
+  return formula.constraint != 0 ? clausifier.unit_clause(formula.constraint, holds)
+                                 : clausifier.clause(formula.term, formula.polarity, holds);
 }
 
 // The atoms of all formulas so far, those of an interrupted check and of levels that are gone included: the SAT solver
@@ -350,6 +358,38 @@ void Engine::tell_unit(int literal, int assertion, int level) {
   const int guard = guard_of_level(level);
   if (!units_.emplace(literal, guard).second) return;
   search_->clauses().add_input(static_cast<std::uint64_t>(assertion), {literal}, guard);
+}
+
+// Tells the search what all cases of its permanent disjunctions have in common, if there are maxima among them: where
+// there are none it does not pay. Needs: all literals are pushed.
+void Engine::tighten() {
+  const std::size_t end = num_permanent_formulas();
+  if (num_tightened_ >= end) return;
+  num_tightened_ = end;
+  std::vector<Alternatives> alternatives;
+  for (std::size_t i = 0; i < end; ++i) {
+    bool holds = false;
+    const Clause clause = clause_of(formulas_[i], &holds);
+    if (!holds) search_->clausifier().add_alternatives(clause, &alternatives);
+  }
+  search_->clausifier().add_alternatives_of_values(&alternatives);
+  Tightening tightening(atoms_, *search_, &limiter_);
+  for (Alternatives& each : alternatives) tightening.add(std::move(each));
+  if (!tightening.has_maximum()) return;
+  for (const Literal& literal : literals_) {
+    if (!literal.is_arithmetic() || level_of(literal.constraint()) != 0) continue;
+    tightening.hold(literal.constraint());
+    if (atoms_.bound_of(literal.constraint()).relation == Relation::equal)
+      tightening.add({{{literal.constraint()}}});
+  }
+  tightening.run();
+  want_observed_atoms();
+  if (!guided_) tell_new_atoms();
+}
+
+std::size_t Engine::num_permanent_formulas() const {
+  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front().num_assertions;
+  return num_permanent == 0 ? 0 : assertions_[num_permanent - 1].formulas_end;
 }
 
 // An explanation that the SAT solver wants must not be left half done; the search polls between them.
@@ -628,7 +668,7 @@ void Engine::drop_search() noexcept {
   if (search_) old_work_ += search_work();
   search_.reset();
   for (Level& level : levels_) level.guard = 0;
-  num_clausified_ = num_observed_ = num_named_ = 0;
+  num_clausified_ = num_observed_ = num_named_ = num_tightened_ = 0;
   units_.clear();
 }
 
@@ -1264,6 +1304,14 @@ void Engine::get_stats(std::vector<std::pair<std::string, std::string>>& stats) 
   add("checks", num_checks_);
   add("pivots", (solver_ ? static_cast<std::size_t>(solver_->num_pivots_) : 0) + num_old_pivots_);
   add("work", static_cast<std::size_t>(work()));
+  if (!search_) return;
+  const sat::Statistics done = search_->clauses().solver().statistics();
+  add("clauses", done.clauses);
+  add("learned", done.learned);
+  add("decisions", done.levels);
+  add("propagations", done.propagations);
+  add("theory-checks", search_->num_checks());
+  add("theory-conflicts", done.theory_clauses);
 }
 
 }  // namespace tarku::smt

@@ -255,6 +255,8 @@ class Engine : private BooleanSearch::Base {
   Answer search_formulas();
   Answer search_formulas_as_planned();
   void clausify_new_formulas();
+  Clause clause_of(const Formula& formula, bool* holds);
+  std::size_t num_permanent_formulas() const;
   void want_observed_atoms();
   void tell_units();
   void tell_unit(int literal, int assertion, int level);
@@ -271,6 +273,7 @@ class Engine : private BooleanSearch::Base {
   bool consult_guide();
   bool is_guidance_possible() const;
   bool seek_guidance();
+  void tighten();
   void foresee_new_atoms();
   bool read_boolean_literals();
   void set_guided_conflict(std::vector<proof::Refutation::Summand> sum);
@@ -373,6 +376,7 @@ class Engine : private BooleanSearch::Base {
   // The search over formulas, made when there are some. Written by check and pop.
   std::unique_ptr<BooleanSearch> search_;
   std::size_t num_clausified_ = 0;              // prefix of formulas_
+  std::size_t num_tightened_ = 0;               // likewise
   bool is_clausifying_ = false;                 // in the midst of one
   std::size_t num_observed_ = 0;                // atoms of the search that are told
   std::size_t num_named_ = 0;                   // its atoms and symbols that were compared with the literals

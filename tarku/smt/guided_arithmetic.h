@@ -27,6 +27,8 @@ class GuidedArithmetic final : public Arithmetic {
   void foresee(int constraint) { guide_.foresee(constraint); }
   bool push(int constraint) override { return guide_.add(constraint); }
   void pop() override { guide_.remove_last(); }
+  void mark_permanent() override { guide_.mark_permanent(); }
+  void forget_permanent() override { guide_.forget_permanent(); }
   bool check(bool is_complete) override;
   bool is_satisfied(int constraint) override { return guide_.seems_satisfied(constraint); }
   std::vector<int> conflict() override;
