@@ -51,6 +51,8 @@ struct ClpLibrary {
   decltype(&::Clp_setRowStatus) setRowStatus;
   decltype(&::Clp_infeasibilityRay) infeasibilityRay;
   decltype(&::Clp_freeRay) freeRay;
+  decltype(&::Clp_numberIterations) numberIterations;
+  decltype(&::Clp_setPerturbation) setPerturbation;
 
   // Null when it is not installed. Never unloaded.
   static const ClpLibrary* load() {
@@ -90,6 +92,8 @@ struct ClpLibrary {
     bind(&library.setRowStatus, "Clp_setRowStatus");
     bind(&library.infeasibilityRay, "Clp_infeasibilityRay");
     bind(&library.freeRay, "Clp_freeRay");
+    bind(&library.numberIterations, "Clp_numberIterations");
+    bind(&library.setPerturbation, "Clp_setPerturbation");
     return complete ? &library : nullptr;
   }
 };
@@ -98,6 +102,7 @@ struct ClpLibrary {
 enum : int { basic = 1, at_upper = 2, at_lower = 3, fixed = 5 };
 enum : int { optimal = 0, primal_infeasible = 1 };
 constexpr int automatic_scaling = 3;
+constexpr int always_perturb = 50;
 
 Place place(int status) {
   switch (status) {
@@ -118,32 +123,34 @@ class ClpProposer final : public Proposer {
   ClpProposer(const ClpLibrary& clp, const LinearProgram& program)
       : clp_(clp), program_(program), owner_(clp.newModel(), clp.deleteModel), model_(owner_.get()) {
     clp_.setLogLevel(model_, 0);
-    clp_.setPrimalTolerance(model_, 1e-9);
+    clp_.setPrimalTolerance(model_, tolerance);
     load();
   }
 
   Proposal propose(Method method, int iterations, const TerminationTest* test) override {
-    if (method != method_) change(method);
-    clp_.setMaximumIterations(model_, iterations);
-    if (!run(test)) return {};
-    Proposal result;
-    for (int j = 0; j < program_.num_columns(); ++j) result.basis.push_back(place(clp_.getColumnStatus(model_, j)));
-    for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
-    const auto num_basic = std::count(result.basis.begin(), result.basis.end(), Place::basic);
-    if (num_basic != program_.num_rows()) return {};
-    const int status = clp_.status(model_);
-    if (status == optimal) result.claim = Claim::feasible;
-    if (status == primal_infeasible) {
-      result.claim = Claim::infeasible;
-      result.suspects = suspects(result.basis);
-      result.ray = ray();
+    if (method != method_) {
+      change(method);
+    } else if (!is_perturbed_ && !is_zoomed_) {
+      go_back();
     }
-    return result;
+    return search(is_primal(), iterations, test);
   }
 
-  double value(int side) override { return solution(side) / factor(side); }
+  Proposal confirm(int iterations, const TerminationTest* test) override { return search(true, iterations, test); }
+
+  double value(int side) override {
+    return values_.empty() ? 0 : values_[static_cast<std::size_t>(side)] / factor(side);
+  }
+
+  bool are_values_feasible() override {
+    if (values_.empty()) return false;
+    const double *column = values_.data(), *row = column + program_.num_columns();
+    return are_within(column, program_.num_columns(), clp_.columnLower(model_), clp_.columnUpper(model_)) &&
+           are_within(row, program_.num_rows(), clp_.rowLower(model_), clp_.rowUpper(model_));
+  }
 
   void zoom(const std::vector<QNumber>& values, const QNumber& scale) override {
+    is_zoomed_ = true;
     for (int s = 0; s < program_.num_sides(); ++s) {
       const QNumber& value = values[static_cast<std::size_t>(s)];
       const Side& side = program_.side(s);
@@ -153,6 +160,7 @@ class ClpProposer final : public Proposer {
   }
 
   void unzoom() override {
+    is_zoomed_ = false;
     for (int s = 0; s < program_.num_sides(); ++s) refresh(s);
   }
 
@@ -165,7 +173,64 @@ class ClpProposer final : public Proposer {
  private:
   static constexpr double infinity = std::numeric_limits<double>::max();
   static constexpr std::chrono::milliseconds poll_period{10};
+  static constexpr double tolerance = 1e-9;
   static constexpr double far = 1e10;  // beyond it a bound is out of sight
+
+  Proposal search(bool is_primal, int iterations, const TerminationTest* test) {
+    clp_.setMaximumIterations(model_, iterations);
+    if (!run(is_primal, test)) return {};
+    count_iterations();
+    Proposal result;
+    for (int j = 0; j < program_.num_columns(); ++j) result.basis.push_back(place(clp_.getColumnStatus(model_, j)));
+    for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
+    const auto num_basic = std::count(result.basis.begin(), result.basis.end(), Place::basic);
+    if (num_basic != program_.num_rows()) return {};
+    const int status = clp_.status(model_);
+    if (status == optimal) {
+      result.claim = Claim::feasible;
+      if (!is_zoomed_) keep_values();
+    } else if (status == primal_infeasible) {
+      result.claim = Claim::infeasible;
+      result.suspects = suspects(result.basis);
+      result.ray = ray();
+    }
+    return result;
+  }
+
+  // Programs without costs may be so degenerate that searches take long to get away from a vertex.
+  void count_iterations() {
+    constexpr int few = 20, too_many = 100;
+    ++num_searches_;
+    num_iterations_ += clp_.numberIterations(model_);
+    if (is_perturbed_ || num_searches_ < few || num_iterations_ < std::int64_t{too_many} * num_searches_) return;
+    is_perturbed_ = true;
+    clp_.setPerturbation(model_, always_perturb);
+  }
+
+  // To the basis of the last feasible search: a closer place to begin than where an infeasible one has ended.
+  void go_back() {
+    for (int s = 0; s < static_cast<int>(statuses_.size()); ++s) {
+      const int i = s - program_.num_columns();
+      i < 0 ? clp_.setColumnStatus(model_, s, statuses_[static_cast<std::size_t>(s)])
+            : clp_.setRowStatus(model_, i, statuses_[static_cast<std::size_t>(s)]);
+    }
+  }
+
+  void keep_values() {
+    statuses_.clear();
+    for (int j = 0; j < program_.num_columns(); ++j) statuses_.push_back(clp_.getColumnStatus(model_, j));
+    for (int i = 0; i < program_.num_rows(); ++i) statuses_.push_back(clp_.getRowStatus(model_, i));
+    const double *columns = clp_.primalColumnSolution(model_), *rows = clp_.primalRowSolution(model_);
+    values_.assign(columns, columns + program_.num_columns());
+    values_.insert(values_.end(), rows, rows + program_.num_rows());
+  }
+
+  static bool are_within(const double* values, int count, const double* lower, const double* upper) {
+    for (int i = 0; i < count; ++i) {
+      if (values[i] < lower[i] - tolerance || values[i] > upper[i] + tolerance) return false;
+    }
+    return true;
+  }
 
   // The value of the side as CLP sees it; `none` when it is too far away.
   double within(const QNumber& value, int s, double limit, double none) const {
@@ -215,7 +280,7 @@ class ClpProposer final : public Proposer {
 
   // CLP runs in a thread of its own, so that somebody is there to poll the test. It looks at the limit after each
   // iteration. False when there is no thread to be had, or when CLP has thrown: its model may be in any state then.
-  bool run(const TerminationTest* test) {
+  bool run(bool is_primal, const TerminationTest* test) {
     if (has_thrown_) return false;
     std::mutex mutex;
     std::condition_variable ended;
@@ -223,7 +288,7 @@ class ClpProposer final : public Proposer {
     std::thread worker;
     try {
       worker = std::thread([&] {
-        search();
+        search_aside(is_primal);
         const std::lock_guard<std::mutex> lock(mutex);
         is_running = false;
         ended.notify_one();
@@ -248,10 +313,9 @@ class ClpProposer final : public Proposer {
     return !has_thrown_;
   }
 
-  void search() noexcept {
+  void search_aside(bool is_primal) noexcept {
     try {
-      is_primal() ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
-      if (!is_primal() && clp_.status(model_) == primal_infeasible) clp_.primal(model_, 0);
+      is_primal ? clp_.primal(model_, 0) : clp_.dual(model_, 0);
     } catch (...) {
       has_thrown_ = true;
     }
@@ -259,7 +323,6 @@ class ClpProposer final : public Proposer {
 
   // The basic sides that are furthest beyond a bound.
   std::vector<Suspect> suspects(const Basis& basis) {
-    constexpr double tolerance = 1e-9;
     constexpr std::size_t few = 3;
     std::vector<std::pair<double, Suspect>> all;
     for (int s = 0; s < program_.num_sides(); ++s) {
@@ -301,7 +364,12 @@ class ClpProposer final : public Proposer {
   std::unique_ptr<Clp_Simplex, decltype(&::Clp_deleteModel)> owner_;
   Clp_Simplex* model_;
   Method method_ = Method::dual;
+  bool is_zoomed_ = false;
   bool has_thrown_ = false;
+  std::vector<double> values_;  // by side, where the last feasible search has ended
+  std::vector<int> statuses_;   // likewise, of the basis
+  bool is_perturbed_ = false;
+  std::int64_t num_iterations_ = 0, num_searches_ = 0;
 };
 
 bool has_coefficients_in_range(const LinearProgram& program) {

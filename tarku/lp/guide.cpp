@@ -63,8 +63,13 @@ Outcome Guide::decide(const TerminationTest* test) {
 }
 
 Outcome Guide::look(const TerminationTest* test) {
+  has_moved_ = !proposer_.are_values_feasible();
+  if (!has_moved_) return {};
   if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
-  const Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
+  Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
+  if (proposal.claim != Claim::infeasible) return {};
+  if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
+  proposal = proposer_.confirm(iteration_limit(), test);
   if (proposal.claim != Claim::infeasible) return {};
   if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
   if (!vertex_.set_basis(program_, proposal.basis, test)) return {};

@@ -41,6 +41,8 @@ class Guide {
 
   // Looks whether the program is infeasible, and believes at once that it is not.
   Outcome look(const TerminationTest* test);
+  // Whether it had to ask the proposer for that.
+  bool has_moved() const { return has_moved_; }
 
  private:
   struct Violation {
@@ -65,7 +67,8 @@ class Guide {
   Proposer& proposer_;
   Vertex vertex_;
   std::vector<Violation> violations_;  // the largest first
-  QNumber wanted_margin_;              // a smaller one, with which a failed conflict might have been one; or zero
+  bool has_moved_ = false;
+  QNumber wanted_margin_;  // a smaller one, with which a failed conflict might have been one; or zero
 };
 
 }  // namespace tarku::lp

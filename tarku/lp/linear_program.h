@@ -45,11 +45,17 @@ class LinearProgram {
   // Needs: the columns of the terms are distinct.
   int add_row(std::vector<Term> terms) {
     rows_.emplace_back();
+    terms_.emplace_back();
+    exponents_.push_back(0);
+    set_terms(num_rows() - 1, std::move(terms));
+    return static_cast<int>(rows_.size()) - 1;
+  }
+  // Likewise.
+  void set_terms(int i, std::vector<Term> terms) {
     double magnitude = 0;
     for (const Term& term : terms) magnitude = std::max(magnitude, std::abs(term.coeff.to_double()));
-    exponents_.push_back(magnitude > 0 && std::isfinite(magnitude) ? std::ilogb(magnitude) : 0);
-    terms_.push_back(std::move(terms));
-    return static_cast<int>(rows_.size()) - 1;
+    exponents_[static_cast<std::size_t>(i)] = magnitude > 0 && std::isfinite(magnitude) ? std::ilogb(magnitude) : 0;
+    terms_[static_cast<std::size_t>(i)] = std::move(terms);
   }
   // The margin is positive.
   void set_margin(const QNumber& margin) { margin_ = margin; }
@@ -69,7 +75,7 @@ class LinearProgram {
   // Null when nothing was marked since the program grew.
   const Side* permanent(int s) const {
     return permanent_.size() == static_cast<std::size_t>(num_sides()) ? &permanent_[static_cast<std::size_t>(s)]
-                                                                       : nullptr;
+                                                                      : nullptr;
   }
 
   int num_columns() const { return static_cast<int>(columns_.size()); }

@@ -47,8 +47,14 @@ class Proposer {
   // it ends. Polls `test`, null for none; what it throws passes through.
   virtual Proposal propose(Method method, int iterations, const TerminationTest* test) = 0;
 
-  // Of a side, at the end of the last search. Needs: not zoomed since.
+  // Searches on from there with a primal method, whatever the last one was: what a dual method takes for infeasible may
+  // only be too far away. Needs: a proposal that claims infeasibility, and the same bounds.
+  virtual Proposal confirm(int iterations, const TerminationTest* test) = 0;
+
+  // Of a side, at the end of the last search that claimed feasibility, without zooming.
   virtual double value(int side) = 0;
+  // Whether the values of all sides there satisfy the bounds as they are now. Needs: not zoomed.
+  virtual bool are_values_feasible() = 0;
 
   // Looks through a magnifying glass from now on: for the differences from `values`, which satisfy the equations of the
   // program, times `scale`.

@@ -1,9 +1,9 @@
 // Contradictions with short multipliers, from rounded ones.
 //
 // Any sum of rows is an exact statement about the columns. When all that is in it is bounded it need not vanish in the
-// columns: what rounding leaves of them is estimated by their bounds, and as long as the sum contradicts its bounds even
-// so it is as good a proof as any (Arnold Neumaier, Oleg Shcherbina, "Safe bounds in linear and mixed-integer linear
-// programming", 2004). No system of equations has to be solved for it.
+// columns: what rounding leaves of them is estimated by their bounds, and as long as the sum contradicts its bounds
+// even so it is as good a proof as any (Arnold Neumaier, Oleg Shcherbina, "Safe bounds in linear and mixed-integer
+// linear programming", 2004). No system of equations has to be solved for it.
 #pragma once
 
 #include <vector>

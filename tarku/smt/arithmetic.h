@@ -24,7 +24,10 @@ class Arithmetic {
   // False when the stack is inconsistent; only with `is_complete` does true say that it is consistent.
   virtual bool check(bool is_complete) = 0;
 
-  // After check has answered true: whether the values that it has found satisfy the constraint. A hint, no more.
+  // After check has answered true: whether its values are so much others than those of the check before that decisions
+  // should follow them.
+  virtual bool are_values_new() = 0;
+  // Likewise: whether the values that it has found satisfy the constraint. A hint, no more.
   virtual bool is_satisfied(int constraint) = 0;
 
   // After push or check has answered false.

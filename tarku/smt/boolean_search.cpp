@@ -11,13 +11,6 @@ namespace tarku::smt {
 
 using proof::Refutation;
 
-namespace {
-
-// One check in so many sets the phases.
-constexpr std::uint64_t phase_period = 16;
-
-}  // namespace
-
 BooleanSearch::BooleanSearch(TermManager& terms, Linearizer& linearizer, AtomTable& atoms,
                              proof::Constraints& constraints, Base& base, bool is_logged, std::uint64_t seed)
     : atoms_(atoms),
@@ -62,6 +55,7 @@ class BooleanSearch::NoArithmetic final : public Arithmetic {
   bool push(int) override { return true; }
   void pop() override {}
   bool check(bool) override { return true; }
+  bool are_values_new() override { return false; }
   bool is_satisfied(int) override { return true; }
   std::vector<int> conflict() override { return {}; }
   proof::Refutation refutation(proof::Constraints& constraints) override {
@@ -152,8 +146,9 @@ bool BooleanSearch::is_consistent(bool is_complete) {
   is_checked_ = arithmetic_->check(is_complete);
   if (!is_checked_) {
     report_conflict();
-  } else if (++num_checks_ % phase_period == 0) {
-    set_phases();
+  } else {
+    ++num_checks_;
+    if (arithmetic_->are_values_new()) set_phases();
   }
   return is_checked_;
 }
@@ -302,8 +297,13 @@ Clause BooleanSearch::clause_with_log(const Refutation& refutation, ProofLog::Id
       clause.push_back(literal);
       continue;
     }
+    const int guard = base_.guard(constraint);
     antecedents.push_back(base_step(constraint, -literal));
-    if (const int guard = base_.guard(constraint)) clause.push_back(-guard);
+    if (std::find(lemma.clause.begin(), lemma.clause.end(), -literal) != lemma.clause.end()) {
+      *step = antecedents.back();  // the opposite of what the base says: its assertion is the clause
+      return guard != 0 ? Clause{-literal, -guard} : Clause{-literal};
+    }
+    if (guard != 0) clause.push_back(-guard);
   }
   std::sort(clause.begin(), clause.end());
   clause.erase(std::unique(clause.begin(), clause.end()), clause.end());

@@ -50,7 +50,8 @@ class BooleanSearch : private sat::Theory {
   sat::Answer solve(Arithmetic& arithmetic, const std::vector<int>& guards, TerminationTest* test);
   // Adds the clause that says that the constraints, whose sum is a contradiction, do not all hold.
   void add_lemma(std::vector<proof::Refutation::Summand> sum);
-  // Lets the SAT solver find out that the literal follows, if the propagation of its negation says so. Between searches.
+  // Lets the SAT solver find out that the literal follows, if the propagation of its negation says so. Between
+  // searches.
   void learn(int literal, TerminationTest* test);
 
   std::uint64_t num_checks() const { return num_checks_; }  // that found the theory's stack consistent, ever
@@ -96,11 +97,11 @@ class BooleanSearch : private sat::Theory {
   ClauseBase clauses_;
   Clausifier clausifier_;
 
-  Arithmetic* arithmetic_ = nullptr;  // during a search
-  std::vector<Entry> trail_;          // atoms that are assigned
-  std::vector<std::size_t> starts_;   // where the levels from 1 on begin in it
-  std::size_t num_pushed_ = 0;        // prefix of trail_ that the theory knows
-  std::vector<signed char> values_;   // by variable: 1, -1, or 0 when it is not on the trail
+  Arithmetic* arithmetic_ = nullptr;            // during a search
+  std::vector<Entry> trail_;                    // atoms that are assigned
+  std::vector<std::size_t> starts_;             // where the levels from 1 on begin in it
+  std::size_t num_pushed_ = 0;                  // prefix of trail_ that the theory knows
+  std::vector<signed char> values_;             // by variable: 1, -1, or 0 when it is not on the trail
   std::size_t num_permanent_ = none_permanent;  // prefix of trail_ that is marked so
   std::uint64_t num_checks_ = 0;
   bool is_checked_ = false;    // the values satisfy what is pushed

@@ -8,6 +8,10 @@ namespace tarku::smt {
 
 namespace {
 
+// A row of so many terms is looked for in others.
+constexpr std::uint32_t long_row = 16;
+constexpr int no_constraint = 0;
+
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
@@ -60,13 +64,77 @@ int ConjunctionGuide::column_of(int variable) {
 int ConjunctionGuide::row_of(int variable) {
   if (known_side(variable) != no_side) return known_side(variable);
   const AtomTable::Row& row = atoms_.rows()[at(atoms_.row_of(variable))];
+  const bool is_long = row.count >= long_row;
+  std::optional<std::vector<lp::Term>> terms = is_long ? terms_with_another(row) : std::nullopt;
+  const bool is_first = is_long && !terms;
+  const int result = program_.add_row(terms ? std::move(*terms) : terms_of(row));
+  if (is_first) long_rows_.push_back({atoms_.row_of(variable), result});
+  guide_.reset();
+  return known_side(variable) = result;
+}
+
+std::vector<lp::Term> ConjunctionGuide::terms_of(const AtomTable::Row& row) {
   const Monomial* monomials = atoms_.monomials(row);
   std::vector<lp::Term> terms;
   for (std::uint32_t i = 0; i < row.count; ++i) {
     terms.push_back({column_of(atoms_.find_variable(monomials[i].leaf)), monomials[i].coeff});
   }
-  guide_.reset();
-  return known_side(variable) = program_.add_row(std::move(terms));
+  return terms;
+}
+
+// When the row is a multiple of a long one and little more: that. Programs get much smaller where several sums differ
+// by a few terms.
+std::optional<std::vector<lp::Term>> ConjunctionGuide::terms_with_another(const AtomTable::Row& row) {
+  for (LongRow& other : long_rows_) {
+    const AtomTable::Row& base = atoms_.rows()[at(other.index)];
+    std::optional<Multiple> multiple = as_multiple(row, base);
+    if (!multiple) continue;
+    std::vector<lp::Term> terms;
+    for (const Monomial& rest : multiple->rest) {
+      terms.push_back({column_of(atoms_.find_variable(rest.leaf)), rest.coeff});
+    }
+    terms.push_back({definition_of(other), multiple->factor});
+    return terms;
+  }
+  return std::nullopt;
+}
+
+// row = factor * base + rest, where factor is an integer, if the rest is short.
+std::optional<ConjunctionGuide::Multiple> ConjunctionGuide::as_multiple(const AtomTable::Row& row,
+                                                                        const AtomTable::Row& base) const {
+  const Monomial *a = atoms_.monomials(row), *b = atoms_.monomials(base);
+  const Monomial *const a_end = a + row.count, *const b_end = b + base.count;
+  Multiple result;
+  const std::size_t most = base.count / 4;
+  while (a != a_end || b != b_end) {
+    if (result.rest.size() > most) return std::nullopt;
+    if (b == b_end || (a != a_end && a->leaf < b->leaf)) {
+      result.rest.push_back(*a++);
+    } else if (a == a_end || b->leaf < a->leaf) {
+      return std::nullopt;
+    } else {
+      if (result.factor.is_zero()) result.factor = a->coeff / b->coeff;
+      if (!result.factor.is_integer()) return std::nullopt;
+      QNumber difference = a->coeff;
+      difference.sub_mul(result.factor, b->coeff);
+      if (!difference.is_zero()) result.rest.push_back({a->leaf, std::move(difference)});
+      ++a;
+      ++b;
+    }
+  }
+  return result;
+}
+
+// A column that equals the row; no constraint has to say so.
+int ConjunctionGuide::definition_of(LongRow& row) {
+  if (row.column != no_side) return row.column;
+  row.column = program_.add_column();
+  std::vector<lp::Term> terms = program_.terms(row.row);
+  terms.push_back({row.column, QNumber(-1)});
+  const int definition = program_.add_row(std::move(terms));
+  program_.row(definition) = {lp::Bound{}, lp::Bound{}};
+  program_.set_terms(row.row, {{row.column, QNumber(1)}});
+  return row.column;
 }
 
 int ConjunctionGuide::side_of(int variable) {
@@ -145,6 +213,7 @@ void ConjunctionGuide::read_conflict(const lp::Outcome& outcome) {
 // An equality takes part from one of its sides: from below it counts with the opposite sign.
 void ConjunctionGuide::add_summand(const lp::Side& side, bool is_upper, const QNumber& multiplier) {
   const int constraint = (is_upper ? side.upper : side.lower)->constraint;
+  if (constraint == no_constraint) return;  // what defines a column says nothing about symbols
   const bool is_turned = !is_upper && atoms_.bound_of(constraint).relation == Relation::equal;
   conflict_.push_back({constraint, proof::Refutation::Role::as_told, is_turned ? multiplier.neg() : multiplier});
 }

@@ -39,7 +39,9 @@ class ConjunctionGuide {
   // Looks for a conflict, and gives none when there seems to be none.
   lp::Outcome::Kind look(const TerminationTest* test);
 
-  // After look has found no conflict: whether the rounded values that it has seen satisfy the constraint.
+  // After look has found no conflict: whether it has seen others values than before.
+  bool has_moved() const { return guide_ && guide_->has_moved(); }
+  // Likewise: whether the rounded values that it has seen satisfy the constraint.
   bool seems_satisfied(int constraint);
 
   // After feasible: by variable of the atom table.
@@ -54,9 +56,24 @@ class ConjunctionGuide {
     lp::Side former;  // of its variable
   };
 
+  struct LongRow {  // of the atom table, with the row of the program
+    int index;
+    int row;
+    int column = no_side;  // equals the row, when others have it in them
+  };
+
+  struct Multiple {
+    QNumber factor;
+    std::vector<Monomial> rest;
+  };
+
   int& known_side(int variable);
   int column_of(int variable);
   int row_of(int variable);
+  std::vector<lp::Term> terms_of(const AtomTable::Row& row);
+  std::optional<std::vector<lp::Term>> terms_with_another(const AtomTable::Row& row);
+  std::optional<Multiple> as_multiple(const AtomTable::Row& row, const AtomTable::Row& base) const;
+  int definition_of(LongRow& row);
   int side_of(int variable);
   int program_side(int variable);
   static void tighten(std::optional<lp::Bound>* end, const AtomTable::Bound& bound, bool is_upper);
@@ -69,6 +86,7 @@ class ConjunctionGuide {
 
   const AtomTable& atoms_;
   lp::LinearProgram program_;
+  std::vector<LongRow> long_rows_;
   std::vector<int> sides_;  // by variable: its column, or for slack variables the row
   std::vector<Added> added_;
   std::unique_ptr<lp::Proposer> proposer_;  // of the program as it is; made when it is asked

@@ -379,8 +379,7 @@ void Engine::tighten() {
   for (const Literal& literal : literals_) {
     if (!literal.is_arithmetic() || level_of(literal.constraint()) != 0) continue;
     tightening.hold(literal.constraint());
-    if (atoms_.bound_of(literal.constraint()).relation == Relation::equal)
-      tightening.add({{{literal.constraint()}}});
+    if (atoms_.bound_of(literal.constraint()).relation == Relation::equal) tightening.add({{{literal.constraint()}}});
   }
   tightening.run();
   want_observed_atoms();

@@ -30,6 +30,7 @@ class GuidedArithmetic final : public Arithmetic {
   void mark_permanent() override { guide_.mark_permanent(); }
   void forget_permanent() override { guide_.forget_permanent(); }
   bool check(bool is_complete) override;
+  bool are_values_new() override { return guide_.has_moved(); }
   bool is_satisfied(int constraint) override { return guide_.seems_satisfied(constraint); }
   std::vector<int> conflict() override;
   proof::Refutation refutation(proof::Constraints& constraints) override {

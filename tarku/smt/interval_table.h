@@ -58,7 +58,7 @@ class LemmaSum {
   const IntervalTable& table_;
   VariableSum sum_;  // at most zero, or less, if all summands hold
   bool is_strict_ = false;
-  bool is_possible_ = true;           // the factors have the right signs
+  bool is_possible_ = true;             // the factors have the right signs
   std::map<int, QNumber> multipliers_;  // by constraint
 };
 

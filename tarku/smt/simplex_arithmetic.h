@@ -20,6 +20,7 @@ class SimplexArithmetic final : public Arithmetic {
     ++num_checks_;
     return solver_.check(!is_complete);
   }
+  bool are_values_new() override { return num_checks_ % phase_period == 0; }
   bool is_satisfied(int constraint) override;
   std::vector<int> conflict() override { return solver_.conflict_; }
   proof::Refutation refutation(proof::Constraints& constraints) override {
@@ -36,6 +37,8 @@ class SimplexArithmetic final : public Arithmetic {
   std::uint64_t num_checks() const { return num_checks_; }
 
  private:
+  static constexpr std::uint64_t phase_period = 16;
+
   la::Solver& solver_;
   std::uint64_t num_checks_ = 0;
 };

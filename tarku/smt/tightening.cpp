@@ -19,6 +19,7 @@ constexpr int least_progress = 1;
 constexpr int bits_kept = 16;
 // The slope of a maximum's upper limit is a multiple of one over this.
 constexpr long slopes = 1024;
+// A longer sum says little of any of its variables.
 constexpr std::size_t longest_row = 64;
 
 QNumber power_of_two(int exponent) {
@@ -162,7 +163,8 @@ std::vector<int> Tightening::common_variables(const Alternatives& alternatives) 
     std::vector<int> variables;
     for (const int constraint : alternatives.cases[i]) {
       const VariableSum sum = table_.sum_of(constraint);
-      if (alternatives.cases.size() == 1 && sum.size() > longest_row) continue;
+      const bool is_equality = atoms_.bound_of(constraint).relation == Relation::equal;
+      if (sum.size() > longest_row && (alternatives.cases.size() == 1 || !is_equality)) continue;
       for (const auto& [variable, coeff] : sum) {
         if (variable != 0) variables.push_back(variable);
       }

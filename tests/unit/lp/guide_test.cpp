@@ -42,8 +42,12 @@ class Script : public Proposer {
     methods.push_back(method);
     EXPECT_GT(iterations, 0);
     if (test != nullptr) (*test)();
-    return {source_(), Claim::none, {}};
+    Proposal proposal;
+    proposal.basis = source_();
+    return proposal;
   }
+  Proposal confirm(int, const TerminationTest*) override { return {}; }
+  bool are_values_feasible() override { return false; }
   void zoom(const std::vector<QNumber>& values, const QNumber& scale) override {
     centres.push_back(values);
     scales.push_back(scale);
