@@ -495,6 +495,7 @@ std::uint64_t mix_integer(std::uint64_t state, mpz_srcptr x) {
 }  // namespace
 
 std::size_t QNumber::hash() const {
+  if (den_ != 0) return mix(mix(1, static_cast<std::uint64_t>(num_)), static_cast<std::uint64_t>(den_));
   const View view(*this);
   return mix_integer(mix_integer(1, view.num), view.den);
 }

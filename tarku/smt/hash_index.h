@@ -13,8 +13,7 @@ namespace tarku::smt {
 
 // Mixes `value` into the running hash.
 inline std::uint64_t mix_hash(std::uint64_t hash, std::uint64_t value) {
-  hash ^= value + 0x9e3779b97f4a7c15u + (hash << 6) + (hash >> 2);
-  hash *= 0xff51afd7ed558ccdu;
+  hash = (hash ^ (value + 0x9e3779b97f4a7c15u)) * 0xff51afd7ed558ccdu;
   return hash ^ (hash >> 32);
 }
 
@@ -31,6 +30,11 @@ class HashIndex {
       const Slot& slot = slots_[i];
       if (slot.entry == none || (slot.hash == half && matches(slot.entry))) return slot.entry;
     }
+  }
+
+  // Starts to fetch the slots where an entry with this hash would be, for a search that follows soon.
+  void prefetch(std::uint64_t hash) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[static_cast<std::uint32_t>(hash) & mask()]);
   }
 
   // Adds `entry`, which must not be there.

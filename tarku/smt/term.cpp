@@ -22,6 +22,7 @@ struct Signature {
 };
 
 constexpr std::uint32_t any_number = 0xffffffffu;
+constexpr std::size_t num_integers = 1024;  // that are found without a search
 
 // In the order of Op.
 constexpr Signature signatures[] = {
@@ -103,36 +104,31 @@ std::string_view to_str(Sort sort) {
   return sort == Sort::boolean ? "Bool" : "Real";
 }
 
-TermManager::TermManager() {
-  append({Op::truth, Sort::boolean, Known::yes_false, 0, 0, 0});
-  append({Op::truth, Sort::boolean, Known::yes_true, 0, 0, 1});
+TermManager::TermManager() : integers_(num_integers) {
+  append({Op::truth, Sort::boolean, Known::yes_false, 0, 0, {Term(0)}});
+  append({Op::truth, Sort::boolean, Known::yes_true, 0, 0, {Term(1)}});
 }
 
 // ---- access ----
 
-const TermManager::Node& TermManager::node(Term t) const {
-  assert(t.id() < nodes_.size());
-  return nodes_[t.id()];
-}
-
 Args TermManager::args(Term t) const {
   const Node& n = node(t);
-  return {args_.data() + (n.count == 0 ? 0 : n.first), n.count};
+  return {n.count <= 2 ? n.args : args_.data() + n.place(), n.count};
 }
 
 const QNumber& TermManager::value(Term t) const {
   assert(op(t) == Op::numeral);
-  return values_[node(t).first];
+  return numerals_[node(t).place()].value;
 }
 
 bool TermManager::truth(Term t) const {
   assert(op(t) == Op::truth);
-  return node(t).first == 1;
+  return node(t).place() == 1;
 }
 
 const std::string& TermManager::name(Term t) const {
   assert(op(t) == Op::symbol);
-  return names_[node(t).first];
+  return names_[node(t).place()];
 }
 
 std::optional<bool> TermManager::known_truth(Term t) const {
@@ -153,19 +149,28 @@ Term TermManager::mk_bool(bool value) {
   return Term(value ? 1 : 0);
 }
 
-Term TermManager::mk_symbol(std::string name, Sort sort) {
-  names_.push_back(std::move(name));
-  return append({Op::symbol, sort, Known::no, 0, 0, static_cast<std::uint32_t>(names_.size() - 1)});
+Term TermManager::mk_symbol(std::string_view name, Sort sort) {
+  names_.emplace_back(name);
+  return append({Op::symbol, sort, Known::no, 0, 0, {Term(static_cast<std::uint32_t>(names_.size() - 1))}});
 }
 
 Term TermManager::mk_real(const QNumber& value) {
-  const std::uint64_t hash = mix_hash(static_cast<std::uint64_t>(Op::numeral), value.hash());
-  const std::uint32_t old = index_.find(
-      hash, [&](std::uint32_t id) { return nodes_[id].op == Op::numeral && values_[nodes_[id].first] == value; });
-  if (old != HashIndex::none) return Term(old);
-  values_.push_back(value.compact());
-  const Term t = append({Op::numeral, Sort::real, Known::no, 0, 0, static_cast<std::uint32_t>(values_.size() - 1)});
-  index_.insert(t.id(), hash);
+  if (!value.is_small() || value.small_den() != 1 || value.small_num() < 0) return mk_numeral(value);
+  const auto integer = static_cast<std::size_t>(value.small_num());
+  if (integer >= integers_.size()) return mk_numeral(value);
+  if (!integers_[integer].is_valid()) integers_[integer] = mk_numeral(value);
+  return integers_[integer];
+}
+
+Term TermManager::mk_numeral(const QNumber& value) {
+  const std::uint64_t hash = value.hash();
+  const std::uint32_t old = numeral_index_.find(hash, [&](std::uint32_t i) { return numerals_[i].value == value; });
+  if (old != HashIndex::none) return numerals_[old].term;
+  const auto i = static_cast<std::uint32_t>(numerals_.size());
+  numerals_.push_back({value.compact(), Term(num_terms())});
+  has_big_numerals_ = has_big_numerals_ || !numerals_.back().value.is_small();
+  const Term t = append({Op::numeral, Sort::real, Known::no, 0, 0, {Term(i)}});
+  numeral_index_.insert(i, hash);
   return t;
 }
 
@@ -186,25 +191,32 @@ Term TermManager::mk(Op op, const Term* args, std::size_t count) {
     return mk(op, std::vector<Term>(args, args + count));
   }
   if (op == Op::subtract && count == 1) op = Op::negate;
+  std::uint64_t hash = static_cast<std::uint64_t>(op);
+  for (std::size_t i = 0; i < count; ++i) hash = mix_hash(hash, args[i].id());
+  index_.prefetch(hash);  // the checks take the time that it takes
   check_arity(op, count);
-  check_sorts(op, args, count);
-  check_linear(op, args, count);
+  const Survey found = survey(args, count);
+  check_sorts(op, args, count, found);
+  check_linear(op, args, count, found);
   if (count == 1 && is_identity_of_one(op)) return args[0];
-  if (is_arithmetic(op) && all_numerals(args, count)) return mk_real(fold(op, args, count));
-  return mk_application(op, args, count);
+  if (is_arithmetic(op) && found.num_numerals == count) return mk_real(fold(op, args, count));
+  return mk_application(op, args, count, found, hash);
 }
 
 // The application as it stands, shared with an equal one made before.
-Term TermManager::mk_application(Op op, const Term* args, std::size_t count) {
-  std::uint64_t hash = static_cast<std::uint64_t>(op);
-  for (std::size_t i = 0; i < count; ++i) hash = mix_hash(hash, args[i].id());
+Term TermManager::mk_application(Op op, const Term* args, std::size_t count, const Survey& found, std::uint64_t hash) {
   const std::uint32_t old = index_.find(hash, [&](std::uint32_t id) { return holds_application(id, op, args, count); });
   if (old != HashIndex::none) return Term(old);
 
   if (args_.size() + count > 0xffffffffu) fail("too many terms");
-  const auto first = static_cast<std::uint32_t>(args_.size());
-  const Node node{op, result_sort(op, args), deduce(op, args, count), 0, static_cast<std::uint32_t>(count), first};
-  args_.insert(args_.end(), args, args + count);
+  const Known known = deduce(op, args, count, found);
+  Node node{op, result_sort(op, args), known, 0, static_cast<std::uint32_t>(count), {}};
+  if (count <= 2) {
+    std::copy(args, args + count, node.args);
+  } else {
+    node.args[0] = Term(static_cast<std::uint32_t>(args_.size()));
+    args_.insert(args_.end(), args, args + count);
+  }
   for (std::size_t i = 0; i < count; ++i) {
     std::uint8_t& references = nodes_[args[i].id()].references;
     if (references < 2) ++references;
@@ -216,10 +228,22 @@ Term TermManager::mk_application(Op op, const Term* args, std::size_t count) {
 
 bool TermManager::holds_application(std::uint32_t id, Op op, const Term* args, std::size_t count) const {
   const Node& n = nodes_[id];
-  return n.op == op && n.count == count && std::equal(args, args + count, args_.begin() + n.first);
+  if (n.op != op || n.count != count) return false;
+  return std::equal(args, args + count, count <= 2 ? n.args : args_.data() + n.place());
 }
 
 // ---- checks ----
+
+TermManager::Survey TermManager::survey(const Term* args, std::size_t count) const {
+  Survey found;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Node& n = node(args[i]);
+    found.num_reals += n.sort == Sort::real ? 1 : 0;
+    found.num_numerals += n.op == Op::numeral ? 1 : 0;
+    found.num_known += n.known != Known::no ? 1 : 0;
+  }
+  return found;
+}
 
 void TermManager::check_arity(Op op, std::size_t count) {
   const Signature& s = signature(op);
@@ -230,30 +254,35 @@ void TermManager::check_arity(Op op, std::size_t count) {
   fail(quoted(op) + " takes " + wanted + ", but " + given + " given");
 }
 
-void TermManager::check_sorts(Op op, const Term* args, std::size_t count) const {
+void TermManager::check_sorts(Op op, const Term* args, std::size_t count, const Survey& found) const {
   const Takes takes = signature(op).takes;
   if (takes == Takes::condition) {
     if (sort(args[0]) != Sort::boolean) fail("'ite' takes a condition of sort Bool, but argument 1 is of sort Real");
     if (sort(args[1]) != sort(args[2])) fail("'ite' branches are of different sorts");
     return;
   }
-  const Sort wanted = takes == Takes::one_sort ? sort(args[0]) : takes == Takes::reals ? Sort::real : Sort::boolean;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (sort(args[i]) == wanted) continue;
-    const std::string culprit =
-        "argument " + std::to_string(i + 1) + " is of sort " + std::string(to_str(sort(args[i])));
-    if (takes == Takes::one_sort) {
-      fail(quoted(op) + " takes arguments of one sort, but argument 1 is of sort " + std::string(to_str(wanted)) +
-           " and " + culprit);
-    }
-    fail(quoted(op) + " takes arguments of sort " + std::string(to_str(wanted)) + ", but " + culprit);
-  }
+  const bool all_booleans = found.num_reals == 0, all_reals = found.num_reals == count;
+  if ((all_booleans && takes != Takes::reals) || (all_reals && takes != Takes::booleans)) return;
+  fail_sorts(op, args);
 }
 
-void TermManager::check_linear(Op op, const Term* args, std::size_t count) const {
+// Names the first argument that is of the wrong sort.
+void TermManager::fail_sorts(Op op, const Term* args) const {
+  const Takes takes = signature(op).takes;
+  const Sort wanted = takes == Takes::one_sort ? sort(args[0]) : takes == Takes::reals ? Sort::real : Sort::boolean;
+  std::size_t i = 0;
+  while (sort(args[i]) == wanted) ++i;
+  const std::string culprit = "argument " + std::to_string(i + 1) + " is of sort " + std::string(to_str(sort(args[i])));
+  if (takes == Takes::one_sort) {
+    fail(quoted(op) + " takes arguments of one sort, but argument 1 is of sort " + std::string(to_str(wanted)) +
+         " and " + culprit);
+  }
+  fail(quoted(op) + " takes arguments of sort " + std::string(to_str(wanted)) + ", but " + culprit);
+}
+
+void TermManager::check_linear(Op op, const Term* args, std::size_t count, const Survey& found) const {
   if (op == Op::multiply) {
-    const auto is_open = [this](Term t) { return this->op(t) != Op::numeral; };
-    if (std::count_if(args, args + count, is_open) > 1) fail("'*' of two non-constant terms is not linear");
+    if (count - found.num_numerals > 1) fail("'*' of two non-constant terms is not linear");
   } else if (op == Op::divide) {
     for (std::size_t i = 1; i < count; ++i) {
       if (this->op(args[i]) != Op::numeral) fail("'/' by a non-constant term is not linear");
@@ -268,10 +297,6 @@ Sort TermManager::result_sort(Op op, const Term* args) const {
 }
 
 // ---- folding ----
-
-bool TermManager::all_numerals(const Term* args, std::size_t count) const {
-  return std::all_of(args, args + count, [this](Term t) { return op(t) == Op::numeral; });
-}
 
 // Needs: arithmetic over numerals, checked.
 QNumber TermManager::fold(Op op, const Term* args, std::size_t count) const {
@@ -298,7 +323,9 @@ QNumber TermManager::fold(Op op, const Term* args, std::size_t count) const {
 }
 
 // What follows about a new application from what is known about its arguments.
-TermManager::Known TermManager::deduce(Op op, const Term* args, std::size_t count) const {
+TermManager::Known TermManager::deduce(Op op, const Term* args, std::size_t count, const Survey& found) const {
+  const Takes takes = signature(op).takes;
+  if (found.num_known == 0 && (takes == Takes::booleans || takes == Takes::condition)) return Known::no;
   switch (op) {
     case Op::not_op:
       return opposite(known(args[0]));
@@ -313,13 +340,13 @@ TermManager::Known TermManager::deduce(Op op, const Term* args, std::size_t coun
     case Op::ite:
       return deduce_ite(args[0], args[1], args[2]);
     case Op::distinct:
-      return deduce_distinct(args, count);
+      return deduce_distinct(args, count, found);
     case Op::equal:
     case Op::less:
     case Op::less_equal:
     case Op::greater:
     case Op::greater_equal:
-      return deduce_chain(op, args, count);
+      return deduce_chain(op, args, count, found);
     default:
       return Known::no;
   }
@@ -363,9 +390,9 @@ TermManager::Known TermManager::deduce_ite(Term condition, Term yes, Term no) co
 
 // The conjunction of the comparisons of neighbours. Formulas that are to be equal must not have two known values, be
 // they neighbours or not.
-TermManager::Known TermManager::deduce_chain(Op op, const Term* args, std::size_t count) const {
+TermManager::Known TermManager::deduce_chain(Op op, const Term* args, std::size_t count, const Survey& found) const {
   const auto is_known = [this](Known value) { return [this, value](Term t) { return known(t) == value; }; };
-  if (std::any_of(args, args + count, is_known(Known::yes_true)) &&
+  if (found.num_known > 1 && std::any_of(args, args + count, is_known(Known::yes_true)) &&
       std::any_of(args, args + count, is_known(Known::yes_false))) {
     return Known::yes_false;
   }
@@ -393,13 +420,13 @@ TermManager::Known TermManager::deduce_comparison(Op op, Term a, Term b) const {
   return holds(op, comparison) ? Known::yes_true : Known::yes_false;
 }
 
-TermManager::Known TermManager::deduce_distinct(const Term* args, std::size_t count) const {
+TermManager::Known TermManager::deduce_distinct(const Term* args, std::size_t count, const Survey& found) const {
   if (count == 2) return opposite(deduce_equal(args[0], args[1]));
   if (sort(args[0]) == Sort::boolean) return Known::yes_false;  // there are two values only
   std::vector<Term> sorted(args, args + count);
   std::sort(sorted.begin(), sorted.end());
   if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) return Known::yes_false;
-  return all_numerals(args, count) ? Known::yes_true : Known::no;
+  return found.num_numerals == count ? Known::yes_true : Known::no;
 }
 
 }  // namespace tarku::smt

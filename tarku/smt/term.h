@@ -8,8 +8,10 @@
 // of one argument are that argument.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -91,7 +93,7 @@ class TermManager {
   Term mk_bool(bool value);
   Term mk_real(const QNumber& value);
   // A fresh symbol, also when the name was used before: scopes are the reader's business.
-  Term mk_symbol(std::string name, Sort sort);
+  Term mk_symbol(std::string_view name, Sort sort);
 
   // The application of `op` (any but truth, numeral and symbol). `subtract` of one argument is `negate`.
   // Throws TermError for wrong sorts or a wrong number of arguments, a product of two terms that are not numerals and
@@ -108,12 +110,17 @@ class TermManager {
   Args args(Term t) const;                // none for constants and symbols
   const QNumber& value(Term t) const;     // needs: a numeral; valid until the next term is made
   bool truth(Term t) const;               // needs: a Boolean constant
-  const std::string& name(Term t) const;  // needs: a symbol; valid until the next symbol is made
+  const std::string& name(Term t) const;  // needs: a symbol
 
   // The value of a Bool term that follows from the constants below it alone, such as that of (or p true) or (< 1 2).
   std::optional<bool> known_truth(Term t) const;
   // Whether two or more argument positions of other terms hold `t`; a walk from a root meets the others only once.
   bool is_shared(Term t) const { return node(t).references > 1; }
+  // Brings what mk() will look up about an argument nearer; changes nothing.
+  void prefetch(Term t) const { __builtin_prefetch(&node(t)); }
+
+  // Whether some numeral does not fit into machine words.
+  bool has_big_numerals() const { return has_big_numerals_; }
 
   std::uint32_t num_terms() const { return static_cast<std::uint32_t>(nodes_.size()); }
 
@@ -126,38 +133,61 @@ class TermManager {
     Known known;              // what known_truth answers
     std::uint8_t references;  // argument positions that hold the term, counted up to 2
     std::uint32_t count;      // arguments
-    std::uint32_t first;      // of arguments: in args_; numeral: in values_; symbol: in names_; truth: 0 or 1
+    Term args[2];             // one or two arguments themselves; else the first entry holds place()
+    // Where more arguments begin in args_; numeral: in numerals_; symbol: in names_; truth: 0 or 1.
+    std::uint32_t place() const { return args[0].id(); }
+  };
+  static_assert(sizeof(Node) == 16);
+
+  struct Numeral {
+    QNumber value;
+    Term term;
   };
 
-  const Node& node(Term t) const;
+  // What one walk over arguments finds.
+  struct Survey {
+    std::size_t num_reals = 0;
+    std::size_t num_numerals = 0;
+    std::size_t num_known = 0;  // Boolean arguments with a known value
+  };
+
+  const Node& node(Term t) const {
+    assert(t.id() < nodes_.size());
+    return nodes_[t.id()];
+  }
+  Survey survey(const Term* args, std::size_t count) const;
   static void check_arity(Op op, std::size_t count);
-  void check_sorts(Op op, const Term* args, std::size_t count) const;
-  void check_linear(Op op, const Term* args, std::size_t count) const;
+  void check_sorts(Op op, const Term* args, std::size_t count, const Survey& found) const;
+  [[noreturn]] void fail_sorts(Op op, const Term* args) const;
+  void check_linear(Op op, const Term* args, std::size_t count, const Survey& found) const;
   Sort result_sort(Op op, const Term* args) const;
 
-  bool all_numerals(const Term* args, std::size_t count) const;
   QNumber fold(Op op, const Term* args, std::size_t count) const;
   Known known(Term t) const { return node(t).known; }
   static Known opposite(Known k);
-  Known deduce(Op op, const Term* args, std::size_t count) const;
+  Known deduce(Op op, const Term* args, std::size_t count, const Survey& found) const;
   Known deduce_junction(const Term* args, std::size_t count, Known dominant) const;
   Known deduce_implies(const Term* args, std::size_t count) const;
   Known deduce_xor(const Term* args, std::size_t count) const;
   Known deduce_ite(Term condition, Term yes, Term no) const;
-  Known deduce_chain(Op op, const Term* args, std::size_t count) const;
-  Known deduce_distinct(const Term* args, std::size_t count) const;
+  Known deduce_chain(Op op, const Term* args, std::size_t count, const Survey& found) const;
+  Known deduce_distinct(const Term* args, std::size_t count, const Survey& found) const;
   Known deduce_equal(Term a, Term b) const;
   Known deduce_comparison(Op op, Term a, Term b) const;
 
   Term append(const Node& node);
-  Term mk_application(Op op, const Term* args, std::size_t count);
+  Term mk_numeral(const QNumber& value);
+  Term mk_application(Op op, const Term* args, std::size_t count, const Survey& found, std::uint64_t hash);
   bool holds_application(std::uint32_t id, Op op, const Term* args, std::size_t count) const;
 
-  std::vector<Node> nodes_;         // by id
-  std::vector<Term> args_;          // arguments of all applications, one after the other
-  std::vector<QNumber> values_;     // numerals
-  std::vector<std::string> names_;  // symbols
-  HashIndex index_;                 // ids of numerals and applications, by content
+  std::vector<Node> nodes_;  // by id
+  std::vector<Term> args_;   // arguments of all applications of more than two, one after the other
+  std::vector<Numeral> numerals_;
+  std::vector<Term> integers_;     // the numerals 0, 1, 2, ..., as far as they were made
+  std::deque<std::string> names_;  // of symbols
+  HashIndex numeral_index_;        // into numerals_, by value: apart from the other index, so that it stays small
+  HashIndex index_;                // ids of applications, by operator and arguments
+  bool has_big_numerals_ = false;
 };
 
 }  // namespace tarku::smt

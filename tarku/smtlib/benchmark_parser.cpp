@@ -70,7 +70,7 @@ void BenchmarkParser::read_attribute(std::string_view keyword) {
 }
 
 void BenchmarkParser::read_logic() {
-  const std::string& logic = symbols_.name(expect_name("the name of a logic"));
+  const std::string_view logic = symbols_.name(expect_name("the name of a logic"));
   if (!is_supported_logic(logic)) reader_.fail("unsupported logic " + quoted(logic));
 }
 
@@ -126,7 +126,7 @@ void BenchmarkParser::skip_annotation() {
 }
 
 // The current token is what comes behind the last argument, and then the closing parenthesis.
-void BenchmarkParser::finish_form(const std::string& name) {
+void BenchmarkParser::finish_form(std::string_view name) {
   while (reader_.token().kind == TokenKind::keyword) skip_annotation();
   if (reader_.token().kind != TokenKind::right) reader_.fail_expected("')' after " + quoted(name));
 }
@@ -169,7 +169,7 @@ Term BenchmarkParser::read_term() {
 bool BenchmarkParser::open_form() {
   const Position at = reader_.token().at;
   const SymbolId name = expect_name("a connective, a predicate or a function");
-  const std::string& word = symbols_.name(name);
+  const std::string_view word = symbols_.name(name);
   if (const NamedOp* const known = find_operator(word)) {
     frames_.push_back({Frame::Kind::application, at, operands_.size(), known->op, name, 0});
     return false;
@@ -186,7 +186,7 @@ bool BenchmarkParser::open_form() {
   return true;
 }
 
-void BenchmarkParser::open_let(Position at, const std::string& word) {
+void BenchmarkParser::open_let(Position at, std::string_view word) {
   reader_.expect_left("the variable of " + quoted(word));
   const SymbolId variable = expect_name("a variable");
   const char sign = word == "let" ? '?' : '$';

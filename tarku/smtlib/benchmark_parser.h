@@ -53,12 +53,12 @@ class BenchmarkParser {
   void declare(SymbolId id, smt::Sort sort);
   SymbolId expect_name(std::string_view what);
   void skip_annotation();
-  void finish_form(const std::string& name);
+  void finish_form(std::string_view name);
 
   // ---- terms and formulas ----
   smt::Term read_term();
   bool open_form();
-  void open_let(Position at, const std::string& word);
+  void open_let(Position at, std::string_view word);
   bool continue_form();
   void close_application();
   smt::Term read_atom();

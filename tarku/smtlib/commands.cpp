@@ -35,7 +35,7 @@ void print_reason(std::ostream& out, const std::string& reason) {
 void Interpreter::set_logic() {
   const SymbolId id = reader().expect_symbol("the name of a logic");
   const Position at = reader().token().at;
-  const std::string logic = session_->symbols.name(id);
+  const std::string_view logic = session_->symbols.name(id);
   end_command("set-logic");
   if (session_->has_logic) throw InputError(at, "the logic is set already");
   if (!is_supported_logic(logic)) throw InputError(at, "unsupported logic " + quoted(logic));
@@ -212,7 +212,7 @@ void Interpreter::define_fun() {
 void Interpreter::define(SymbolId id, Position at, const std::vector<Parameter>& parameters, const char* command) {
   Session& session = *session_;
   const smt::Sort sort = session.sorts.parse();
-  MacroBuilder builder(session.terms, session.symbols.name(id));
+  MacroBuilder builder(session.terms, std::string(session.symbols.name(id)));
   const SymbolTable::Scope scope = session.symbols.open_scope();
   for (const Parameter& parameter : parameters) {
     if (session.symbols.bind_local(scope, parameter.name, builder.add_parameter(parameter.sort))) continue;

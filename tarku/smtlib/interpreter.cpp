@@ -80,9 +80,8 @@ bool Interpreter::step() {
 void Interpreter::execute() {
   const Token& token = reader().next();
   if (token.kind != TokenKind::symbol) reader().fail_expected("the name of a command");
-  const std::string name(token.text);
-  const Command* const command = find_command(name);
-  if (command == nullptr) reader().fail("unknown command " + quoted(name));
+  const Command* const command = find_command(token.text);
+  if (command == nullptr) reader().fail("unknown command " + quoted(token.text));
   try {
     (this->*command->run)();
     session_->has_begun = session_->has_begun || command->begins_session;
@@ -173,7 +172,7 @@ void Interpreter::report_unsupported(const std::string& what) {
 }
 
 void Interpreter::end_command(std::string_view name) {
-  reader().expect_right(quoted(name));
+  if (reader().next().kind != TokenKind::right) reader().fail_expected("')' after " + quoted(name));
 }
 
 void Interpreter::open_channel(const std::string& name, bool is_regular, Position at) {

@@ -1,6 +1,7 @@
 // The lexer: one function for each kind of token over a sliding buffer.
 #include "tarku/smtlib/lexer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -9,7 +10,7 @@
 namespace tarku::smtlib {
 
 Lexer::Lexer(Source source, std::size_t buffer_size)
-    : source_(std::move(source)), buffer_(buffer_size < 2 ? 2 : buffer_size) {
+    : source_(std::move(source)), buffer_(std::max<std::size_t>(buffer_size, 2) + 1) {
   start_ = current_ = end_ = buffer_.data();
   set_dialect(Dialect::script);
 }
@@ -19,11 +20,105 @@ void Lexer::set_dialect(Dialect dialect) {
   symbol_bits_ = dialect == Dialect::script ? symbol_class : name_class;
 }
 
+// ---- movement through the text ----
+
+inline void Lexer::skip_blanks() {
+  for (;;) {
+    for (; is_in_class(*current_, blank_class); ++current_) {
+      if (*current_ == '\n') count_line();
+    }
+    start_ = current_;
+    if (*current_ == ';') {
+      skip_comment();
+    } else if (current_ != end_ || !refill()) {
+      return;
+    }
+  }
+}
+
+// Stops at the line's end, which skip_blanks counts.
+void Lexer::skip_comment() {
+  do {
+    const void* found = std::memchr(current_, '\n', static_cast<std::size_t>(end_ - current_));
+    current_ = found != nullptr ? static_cast<const char*>(found) : end_;
+    start_ = current_;
+  } while (current_ == end_ && refill());
+}
+
+inline void Lexer::skip_class(std::uint8_t bits) {
+  do {
+    const char* at = current_;
+    while (is_in_class(*at, bits)) ++at;
+    current_ = at;
+  } while (current_ == end_ && refill());
+}
+
+// Consumes everything up to and including `closing`; false when a character on the way is neither printable nor blank.
+bool Lexer::scan_to(char closing, const char* what) {
+  bool clean = true;
+  for (; more(); ++current_) {
+    const char c = *current_;
+    if (c == closing) {
+      ++current_;
+      return clean;
+    }
+    if (c == '\n') count_line();
+    clean = clean && is_in_class(c, printable_class | blank_class);
+  }
+  fail(std::string("unterminated ") + what);
+}
+
+bool Lexer::at_class(std::uint8_t bits) {
+  return more() && is_in_class(*current_, bits);
+}
+
+void Lexer::count_line() {
+  ++line_;
+  line_start_ = offset_of(current_) + 1;
+}
+
+// Drops what lies before the current token and reads on behind the rest; false at the end of the text.
+// A token that fills the buffer doubles it, so that a long one costs linear time.
+bool Lexer::refill() {
+  const auto kept = static_cast<std::size_t>(end_ - start_);
+  const auto consumed = static_cast<std::size_t>(current_ - start_);
+  line_start_ -= offset_of(start_);
+  std::memmove(buffer_.data(), start_, kept);
+  if (kept + 1 == buffer_.size()) buffer_.resize(2 * buffer_.size());
+  const std::size_t count = source_.read(buffer_.data() + kept, buffer_.size() - kept - 1);
+  start_ = buffer_.data();
+  current_ = start_ + consumed;
+  end_ = buffer_.data() + kept + count;
+  *end_ = '\0';
+  return count != 0;
+}
+
+// ---- ends of tokens ----
+
+inline const Token& Lexer::finish(TokenKind kind, std::size_t skip_front, std::size_t skip_back) {
+  token_.kind = kind;
+  token_.text = raw();
+  if (record_ != nullptr) record_token();
+  token_.text.remove_prefix(skip_front);
+  token_.text.remove_suffix(skip_back);
+  return token_;
+}
+
+void Lexer::record_token() {
+  if (token_.kind != TokenKind::right && !record_->empty() && record_->back() != '(') record_->push_back(' ');
+  record_->append(token_.text);
+}
+
+void Lexer::fail(const std::string& message) const {
+  throw InputError(token_.at, message);
+}
+
+// ---- tokens ----
+
 const Token& Lexer::next() {
   skip_blanks();
   start_ = current_;
   token_.at = {line_, static_cast<std::uint32_t>(offset_of(current_) - line_start_ + 1)};
-  if (current_ == end_) return finish(TokenKind::end);
   const char c = *current_;
   switch (c) {
     case '(':
@@ -44,6 +139,8 @@ const Token& Lexer::next() {
       return lex_hash();
     case '{':
       return dialect_ == Dialect::benchmark ? lex_braced() : lex_symbol();
+    case '\0':
+      return current_ == end_ ? finish(TokenKind::end) : lex_symbol();
     default:
       return is_in_class(c, digit_class) ? lex_number() : lex_symbol();
   }
@@ -132,94 +229,6 @@ const Token& Lexer::lex_hash() {
   }
   skip_class(symbol_class);
   fail("malformed literal '" + std::string(raw()) + "'");
-}
-
-const Token& Lexer::finish(TokenKind kind, std::size_t skip_front, std::size_t skip_back) {
-  token_.kind = kind;
-  token_.text = raw();
-  if (record_ != nullptr) {
-    if (kind != TokenKind::right && !record_->empty() && record_->back() != '(') record_->push_back(' ');
-    record_->append(token_.text);
-  }
-  token_.text.remove_prefix(skip_front);
-  token_.text.remove_suffix(skip_back);
-  return token_;
-}
-
-void Lexer::fail(const std::string& message) const {
-  throw InputError(token_.at, message);
-}
-
-// ---- movement through the text ----
-
-void Lexer::skip_blanks() {
-  for (;;) {
-    while (current_ != end_ && is_in_class(*current_, blank_class)) {
-      if (*current_ == '\n') count_line();
-      ++current_;
-    }
-    start_ = current_;
-    if (!more()) return;
-    if (*current_ == ';') {
-      skip_comment();
-    } else if (!is_in_class(*current_, blank_class)) {
-      return;
-    }
-  }
-}
-
-// Stops at the line's end, which skip_blanks counts.
-void Lexer::skip_comment() {
-  do {
-    const void* found = std::memchr(current_, '\n', static_cast<std::size_t>(end_ - current_));
-    current_ = found != nullptr ? static_cast<const char*>(found) : end_;
-    start_ = current_;
-  } while (current_ == end_ && refill());
-}
-
-void Lexer::skip_class(std::uint8_t bits) {
-  do {
-    while (current_ != end_ && is_in_class(*current_, bits)) ++current_;
-  } while (current_ == end_ && refill());
-}
-
-// Consumes everything up to and including `closing`; false when a character on the way is neither printable nor blank.
-bool Lexer::scan_to(char closing, const char* what) {
-  bool clean = true;
-  for (; more(); ++current_) {
-    const char c = *current_;
-    if (c == closing) {
-      ++current_;
-      return clean;
-    }
-    if (c == '\n') count_line();
-    clean = clean && is_in_class(c, printable_class | blank_class);
-  }
-  fail(std::string("unterminated ") + what);
-}
-
-bool Lexer::at_class(std::uint8_t bits) {
-  return more() && is_in_class(*current_, bits);
-}
-
-void Lexer::count_line() {
-  ++line_;
-  line_start_ = offset_of(current_) + 1;
-}
-
-// Drops what lies before the current token and reads on behind the rest; false at the end of the text.
-// A token that fills the buffer doubles it, so that a long one costs linear time.
-bool Lexer::refill() {
-  const auto kept = static_cast<std::size_t>(end_ - start_);
-  const auto consumed = static_cast<std::size_t>(current_ - start_);
-  dropped_ += static_cast<std::uint64_t>(start_ - buffer_.data());
-  std::memmove(buffer_.data(), start_, kept);
-  if (kept == buffer_.size()) buffer_.resize(2 * buffer_.size());
-  const std::size_t count = source_.read(buffer_.data() + kept, buffer_.size() - kept);
-  start_ = buffer_.data();
-  current_ = start_ + consumed;
-  end_ = start_ + kept + count;
-  return count != 0;
 }
 
 }  // namespace tarku::smtlib

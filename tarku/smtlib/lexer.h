@@ -69,6 +69,7 @@ class Lexer {
   const Token& lex_number();
   const Token& lex_hash();
   const Token& finish(TokenKind kind, std::size_t skip_front = 0, std::size_t skip_back = 0);
+  void record_token();
   [[noreturn]] void fail(const std::string& message) const;
 
   void skip_blanks();
@@ -80,18 +81,15 @@ class Lexer {
   bool more() { return current_ != end_ || refill(); }
   bool refill();
   void count_line();
-  std::uint64_t offset_of(const char* place) const {
-    return dropped_ + static_cast<std::uint64_t>(place - buffer_.data());
-  }
+  std::ptrdiff_t offset_of(const char* place) const { return place - buffer_.data(); }
   std::string_view raw() const { return {start_, static_cast<std::size_t>(current_ - start_)}; }
 
   Source source_;
-  std::vector<char> buffer_;      // a window on the text; grows only for a token that is longer
-  const char* start_;             // of the token that is being read: what lies before it may be dropped
-  const char* current_;           // the first character that is not consumed
-  const char* end_;               // of the text in the buffer
-  std::uint64_t dropped_ = 0;     // length of the text before the buffer
-  std::uint64_t line_start_ = 0;  // offset of the current line in the whole text
+  std::vector<char> buffer_;       // a window on the text; grows only for a token that is longer
+  const char* start_;              // of the token that is being read: what lies before it may be dropped
+  const char* current_;            // the first character that is not consumed
+  char* end_;                      // of the text in the buffer; a null character stands here and ends every loop
+  std::ptrdiff_t line_start_ = 0;  // offset of the current line from the buffer's beginning; often negative
   std::uint32_t line_ = 1;
   std::size_t depth_ = 0;
   Dialect dialect_ = Dialect::script;

@@ -30,6 +30,8 @@ QNumber number_value(std::string_view text) {
 void check_size(const smt::TermManager& terms, smt::Op op, const smt::Term* args, std::size_t count) {
   constexpr std::size_t most_bits = std::size_t{1} << 22;  // more than a million digits
   if (op != smt::Op::multiply && op != smt::Op::divide) return;
+  constexpr std::size_t most_word_bits = 128;  // of a number in machine words
+  if (!terms.has_big_numerals() && count <= most_bits / most_word_bits) return;
   std::size_t bits = 0;
   for (std::size_t i = 0; i < count; ++i) {
     if (terms.op(args[i]) == smt::Op::numeral) bits += terms.value(args[i]).bit_size();

@@ -69,25 +69,6 @@ std::string Reader::expect_string(std::string_view what) {
   return string_value(token().text);
 }
 
-bool Reader::is_symbol() {
-  const TokenKind kind = token().kind;
-  if (kind == TokenKind::quoted_symbol) return true;  // also when it is spelled like a reserved word
-  return kind == TokenKind::symbol && !SymbolTable::is_reserved(symbol());
-}
-
-SymbolId Reader::symbol() {
-  if (!is_interned_) {
-    id_ = symbols_.intern(token().text);
-    is_interned_ = true;
-  }
-  return id_;
-}
-
-Reserved Reader::reserved_word() {
-  if (token().kind != TokenKind::symbol || !SymbolTable::is_reserved(symbol())) return Reserved::count;
-  return static_cast<Reserved>(symbol());
-}
-
 void Reader::skip_expression() {
   if (token().kind == TokenKind::right || token().kind == TokenKind::end) fail_expected("an expression");
   if (token().kind != TokenKind::left) return;

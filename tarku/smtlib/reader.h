@@ -34,9 +34,22 @@ class Reader {
   std::string expect_string(std::string_view what);
 
   // The current token as a symbol; false when it is none or a reserved word.
-  bool is_symbol();
-  SymbolId symbol();         // needs: a symbol or a reserved word
-  Reserved reserved_word();  // of the current token; Reserved::count when it is none
+  bool is_symbol() {
+    const TokenKind kind = token().kind;
+    if (kind == TokenKind::symbol) return !SymbolTable::is_reserved(symbol());
+    return kind == TokenKind::quoted_symbol;  // also when it is spelled like a reserved word
+  }
+  // Needs: a symbol or a reserved word.
+  SymbolId symbol() {
+    if (!is_interned_) id_ = symbols_.intern(token().text);
+    is_interned_ = true;
+    return id_;
+  }
+  // Of the current token; Reserved::count when it is none.
+  Reserved reserved_word() {
+    if (token().kind != TokenKind::symbol || !SymbolTable::is_reserved(symbol())) return Reserved::count;
+    return static_cast<Reserved>(symbol());
+  }
 
   // Passes over one expression of any kind; the current token is its first, and afterwards its last.
   void skip_expression();

@@ -8,7 +8,8 @@
 namespace tarku::smtlib {
 
 smt::Sort SortParser::parse() {
-  return parse_body({}).sort;
+  if (!parameters_.empty()) parameters_.clear();
+  return read().sort;
 }
 
 SortTerm SortParser::parse_body(const std::vector<SymbolId>& parameters) {
@@ -16,12 +17,12 @@ SortTerm SortParser::parse_body(const std::vector<SymbolId>& parameters) {
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     parameters_.emplace(static_cast<std::uint32_t>(parameters[i]), static_cast<std::uint32_t>(i));
   }
-  frames_.clear();
-  operands_.clear();
   return read();
 }
 
 SortTerm SortParser::read() {
+  frames_.clear();
+  operands_.clear();
   for (;;) {
     const TokenKind kind = reader_.next().kind;
     if (kind == TokenKind::left) {
@@ -37,8 +38,10 @@ SortTerm SortParser::read() {
 SortTerm SortParser::read_name() {
   if (!reader_.is_symbol()) reader_.fail_expected("a sort");
   const SymbolId id = reader_.symbol();
-  const auto parameter = parameters_.find(static_cast<std::uint32_t>(id));
-  if (parameter != parameters_.end()) return {true, parameter->second, smt::Sort::boolean};
+  if (!parameters_.empty()) {
+    const auto parameter = parameters_.find(static_cast<std::uint32_t>(id));
+    if (parameter != parameters_.end()) return {true, parameter->second, smt::Sort::boolean};
+  }
   const SortBinding& binding = find(id);
   if (binding.arity != 0) {
     reader_.fail("sort " + quoted(symbols_.name(id)) + " takes " + counted(binding.arity, "argument"));

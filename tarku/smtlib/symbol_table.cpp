@@ -7,20 +7,9 @@
 
 namespace tarku::smtlib {
 
-SymbolTable::SymbolTable() {
+SymbolTable::SymbolTable() : sorts_(1) {
   for (const char* word : {"let", "forall", "exists", "match", "par", "_", "!", "as"}) intern(word);
   assert(entries_.size() == static_cast<std::size_t>(Reserved::count));
-}
-
-SymbolId SymbolTable::intern(std::string_view name) {
-  const SymbolId id = interner_.intern(name);
-  if (index(id) == entries_.size()) entries_.emplace_back();
-  return id;
-}
-
-const Binding& SymbolTable::lookup(SymbolId id) const {
-  const Entry& entry = entries_[index(id)];
-  return entry.local == no_local ? entry.declared : locals_[entry.local].binding;
 }
 
 bool SymbolTable::bind_local(Scope scope, SymbolId id, Value value) {
@@ -44,7 +33,7 @@ void SymbolTable::bind_theory(std::string_view name, Binding binding) {
 }
 
 void SymbolTable::bind_theory_sort(std::string_view name, smt::Sort sort) {
-  entry(intern(name)).sort = {true, true, 0, {false, 0, sort}};
+  sort_entry(intern(name)) = {true, true, 0, {false, 0, sort}};
 }
 
 bool SymbolTable::declare(SymbolId id, const Binding& binding, Origin origin) {
@@ -58,16 +47,14 @@ bool SymbolTable::declare(SymbolId id, const Binding& binding, Origin origin) {
 }
 
 bool SymbolTable::declare_sort(SymbolId id, const SortBinding& binding) {
-  Entry& e = entry(id);
-  if (e.sort.is_bound) return false;
-  e.sort = binding;
+  if (lookup_sort(id).is_bound) return false;
+  sort_entry(id) = binding;
   declarations_.push_back({id, Origin::sort, global_declarations_, smt::Term()});
   return true;
 }
 
 std::string SymbolTable::why_taken(SymbolId id, bool is_sort) const {
-  const Entry& e = entries_[index(id)];
-  const bool is_theory = is_sort ? e.sort.is_theory : e.declared.is_theory;
+  const bool is_theory = is_sort ? lookup_sort(id).is_theory : entries_[index(id)].declared.is_theory;
   const std::string what = (is_sort ? "sort " : "") + quoted(name(id));
   return what + (is_theory ? " is a name of the theory and cannot be declared" : " is declared already");
 }
@@ -90,12 +77,21 @@ void SymbolTable::roll_back(std::size_t count) {
   }
 }
 
+// By reference into sorts_: valid until another name becomes that of a sort.
+SortBinding& SymbolTable::sort_entry(SymbolId id) {
+  std::uint32_t& sort = entry(id).sort;
+  if (sort == 0) {
+    sort = static_cast<std::uint32_t>(sorts_.size());
+    sorts_.emplace_back();
+  }
+  return sorts_[sort];
+}
+
 void SymbolTable::forget(const Declaration& declaration) {
-  Entry& e = entry(declaration.id);
   if (declaration.origin == Origin::sort) {
-    e.sort = SortBinding();
+    sort_entry(declaration.id) = SortBinding();
   } else {
-    e.declared = Binding();
+    entry(declaration.id).declared = Binding();
   }
 }
 

@@ -26,15 +26,22 @@ class SymbolTable {
   SymbolTable(const SymbolTable&) = delete;
   SymbolTable& operator=(const SymbolTable&) = delete;
 
-  SymbolId intern(std::string_view name);
-  const std::string& name(SymbolId id) const { return interner_.name(id); }
+  SymbolId intern(std::string_view name) {
+    const SymbolId id = interner_.intern(name);
+    if (index(id) == entries_.size()) entries_.emplace_back();
+    return id;
+  }
+  std::string_view name(SymbolId id) const { return interner_.name(id); }
   static bool is_reserved(SymbolId id) { return id < static_cast<SymbolId>(Reserved::count); }
 
   // ---- meanings ----
 
   // By reference into the table: valid until a name is interned.
-  const Binding& lookup(SymbolId id) const;
-  const SortBinding& lookup_sort(SymbolId id) const { return entries_[index(id)].sort; }
+  const Binding& lookup(SymbolId id) const {
+    const Entry& entry = entries_[index(id)];
+    return entry.local == no_local ? entry.declared : locals_[entry.local].binding;
+  }
+  const SortBinding& lookup_sort(SymbolId id) const { return sorts_[entries_[index(id)].sort]; }
 
   // ---- local scopes ----
 
@@ -84,7 +91,7 @@ class SymbolTable {
   struct Entry {
     Binding declared;
     std::uint32_t local = no_local;  // index of the innermost local meaning
-    SortBinding sort;
+    std::uint32_t sort = 0;          // index in sorts_; 0: the name never stood for a sort
   };
   struct Local {
     SymbolId id;
@@ -95,11 +102,13 @@ class SymbolTable {
 
   static std::size_t index(SymbolId id) { return static_cast<std::size_t>(id); }
   Entry& entry(SymbolId id) { return entries_[index(id)]; }
+  SortBinding& sort_entry(SymbolId id);
   void forget(const Declaration& declaration);
   void keep_globals_from(std::size_t count);
 
   Interner interner_;
-  std::vector<Entry> entries_;  // by id
+  std::vector<Entry> entries_;      // by id
+  std::vector<SortBinding> sorts_;  // of the few names that stand for sorts; the first is not bound
   std::vector<Local> locals_;
   std::vector<Declaration> declarations_;
   std::vector<std::size_t> levels_;  // number of declarations below each level

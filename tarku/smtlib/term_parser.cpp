@@ -95,11 +95,10 @@ bool TermParser::continue_form() {
 }
 
 void TermParser::read_atom() {
-  const Token& token = reader_.token();
-  switch (token.kind) {
+  switch (reader_.token().kind) {
     case TokenKind::numeral:
     case TokenKind::decimal:
-      operands_.push_back(Value::closed(terms_.mk_real(number_value(token.text))));
+      read_number();
       return;
     case TokenKind::hexadecimal:
     case TokenKind::binary:
@@ -107,8 +106,22 @@ void TermParser::read_atom() {
       reader_.fail("literals of this kind have no sort in this logic");
     default:
       if (!reader_.is_symbol()) reader_.fail_expected("a term");
-      operands_.push_back(value_of(identify(reader_.symbol(), "symbol"), token.at));
+      read_symbol();
   }
+}
+
+void TermParser::read_number() {
+  const Value value = Value::closed(terms_.mk_real(number_value(reader_.token().text)));
+  terms_.prefetch(value.term);
+  operands_.push_back(value);
+}
+
+void TermParser::read_symbol() {
+  const SymbolId id = reader_.symbol();
+  const Binding& binding = symbols_.lookup(id);
+  if (binding.kind != Binding::Kind::value) fail_value(id, reader_.token().at);
+  if (binding.value.is_closed()) terms_.prefetch(binding.value.term);
+  operands_.push_back(binding.value);
 }
 
 void TermParser::abandon() {
@@ -131,7 +144,7 @@ void TermParser::open_application(Position at, const Identifier& function) {
 
 void TermParser::close_application() {
   if (frames_.empty() || frames_.back().kind != Frame::Kind::application) reader_.fail_expected("a term");
-  const Frame frame = frames_.back();
+  const Frame& frame = frames_.back();
   if (operands_.size() == frame.first_operand) {
     throw InputError(frame.at, quoted(symbols_.name(frame.name)) + " is given no arguments");
   }
@@ -142,23 +155,23 @@ void TermParser::close_application() {
     throw InputError(frame.at, error.what());
   }
   check_ascription(frame.ascribed, value, frame.at);
+  operands_.resize(frame.first_operand + 1);
+  operands_.back() = value;
   frames_.pop_back();
-  operands_.resize(frame.first_operand);
-  operands_.push_back(value);
 }
 
 // The value of the innermost application; its arguments are on the stack of operands.
 Value TermParser::apply(const Frame& frame) {
+  const Value* const first = operands_.data() + frame.first_operand;
+  const std::size_t count = operands_.size() - frame.first_operand;
+  arguments_.resize(count);
   bool all_closed = true;
-  arguments_.clear();
-  for (std::size_t i = frame.first_operand; i < operands_.size(); ++i) {
-    all_closed = all_closed && operands_[i].is_closed();
-    arguments_.push_back(operands_[i].term);
+  for (std::size_t i = 0; i < count; ++i) {
+    all_closed = all_closed && first[i].is_closed();
+    arguments_[i] = first[i].term;
   }
   open_arguments_.clear();
-  if (!all_closed) {
-    open_arguments_.assign(operands_.begin() + static_cast<std::ptrdiff_t>(frame.first_operand), operands_.end());
-  }
+  if (!all_closed) open_arguments_.assign(first, first + count);
   switch (frame.head.kind) {
     case Binding::Kind::op:
       return apply_op(frame);
@@ -290,21 +303,27 @@ TermParser::Identifier TermParser::read_qualified() {
 
 TermParser::Identifier TermParser::identify(SymbolId id, const char* what) const {
   const Binding& binding = symbols_.lookup(id);
-  if (binding.kind == Binding::Kind::none) {
-    const std::string& name = symbols_.name(id);
-    const bool is_negative = name.size() > 1 && name[0] == '-' && name[1] >= '0' && name[1] <= '9';
-    const std::string hint = is_negative ? "; negative numbers are written (- " + name.substr(1) + ")" : "";
-    reader_.fail(std::string("unknown ") + what + " " + quoted(name) + hint);
-  }
+  if (binding.kind == Binding::Kind::none) fail_unknown(id, what);
   return {id, binding, {}};
 }
 
+void TermParser::fail_unknown(SymbolId id, const char* what) const {
+  const std::string_view name = symbols_.name(id);
+  const bool is_negative = name.size() > 1 && name[0] == '-' && name[1] >= '0' && name[1] <= '9';
+  const std::string hint = is_negative ? "; negative numbers are written (- " + std::string(name.substr(1)) + ")" : "";
+  reader_.fail(std::string("unknown ") + what + " " + quoted(name) + hint);
+}
+
 Value TermParser::value_of(const Identifier& identifier, Position at) const {
-  if (identifier.binding.kind != Binding::Kind::value) {
-    throw InputError(at, quoted(symbols_.name(identifier.name)) + " is a function and needs arguments");
-  }
+  if (identifier.binding.kind != Binding::Kind::value) fail_value(identifier.name, at);
   check_ascription(identifier.ascribed, identifier.binding.value, at);
   return identifier.binding.value;
+}
+
+// Why the name does not stand for a value.
+void TermParser::fail_value(SymbolId id, Position at) const {
+  if (symbols_.lookup(id).kind == Binding::Kind::none) fail_unknown(id, "symbol");
+  throw InputError(at, quoted(symbols_.name(id)) + " is a function and needs arguments");
 }
 
 void TermParser::check_ascription(const std::optional<smt::Sort>& ascribed, Value value, Position at) const {

@@ -56,6 +56,8 @@ class TermParser {
   bool open_form();
   bool continue_form();
   void read_atom();
+  void read_number();
+  void read_symbol();
 
   void open_application(Position at, const Identifier& function);
   void close_application();
@@ -75,6 +77,8 @@ class TermParser {
   Identifier read_qualified();
   Value value_of(const Identifier& identifier, Position at) const;
   Identifier identify(SymbolId id, const char* what) const;
+  [[noreturn]] void fail_unknown(SymbolId id, const char* what) const;
+  [[noreturn]] void fail_value(SymbolId id, Position at) const;
   void check_ascription(const std::optional<smt::Sort>& ascribed, Value value, Position at) const;
   smt::Sort sort_of(Value value) const;
 

@@ -77,6 +77,26 @@ TEST_F(TermTest, ArgumentsOfAnotherTermMayBeHandedIn) {
     const Term other = terms.mk(Op::equal, args.first, args.count);
     ASSERT_EQ(terms.args(other)[1], terms.mk_real(i));
     ASSERT_EQ(terms.args(other)[2], text("y"));
+    const Args pair = terms.args(terms.mk(Op::less, text("x"), terms.mk_real(i)));
+    const Term third = terms.mk(Op::equal, pair.first, pair.count);
+    ASSERT_EQ(terms.args(third)[0], text("x"));
+    ASSERT_EQ(terms.args(third)[1], terms.mk_real(i));
+  }
+}
+
+TEST_F(TermTest, EqualNumeralsAreOneTermWhateverTheirForm) {
+  for (const char* digits : {"0", "1", "-1", "1023", "1024", "-1024", "1/2", "-5/7", "9223372036854775807",
+                             "9223372036854775808", "1/9223372036854775808"}) {
+    QNumber value, long_form;
+    ASSERT_TRUE(QNumber::parse(digits, &value));
+    ASSERT_TRUE(QNumber::parse("9223372036854775808", &long_form));
+    long_form = value;  // keeps its form
+    ASSERT_FALSE(long_form.is_small());
+    const Term t = terms.mk_real(value);
+    EXPECT_EQ(terms.mk_real(long_form), t) << digits;
+    EXPECT_EQ(terms.value(t).to_str(), digits);
+    EXPECT_EQ(terms.value(t).is_small(), value.is_small());
+    EXPECT_EQ(terms.has_big_numerals(), !value.is_small()) << digits;
   }
 }
 

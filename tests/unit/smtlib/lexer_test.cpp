@@ -130,6 +130,13 @@ TEST(Lexer, GivesTheSameTokensHoweverTheTextIsCut) {
   }
 }
 
+TEST(Lexer, NullCharactersAreIllegalLikeOthers) {
+  const std::string null(1, '\0');
+  EXPECT_EQ(tokens("a" + null + "b ;" + null + "\n" + null + null),
+            "sym a @1:1\n! illegal character 0x00 @1:2\nsym b @1:3\n! illegal character 0x00 @2:1\n"
+            "! illegal character 0x00 @2:2\n");
+}
+
 TEST(Lexer, TokensMayBeLongerThanTheBuffer) {
   const std::string word(100000, 'a');
   Lexer lexer(in_pieces(word + " |" + word + "|", 1000), 16);

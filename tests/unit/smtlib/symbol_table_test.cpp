@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 namespace tarku::smtlib {
 namespace {
@@ -30,6 +32,23 @@ TEST(Interner, GivesEqualNamesEqualNumbers) {
   EXPECT_EQ(interner.size(), 5000u);
   EXPECT_EQ(interner.name(SymbolId{4321}), "name4321");
   EXPECT_EQ(interner.name(interner.intern("")), "");
+}
+
+TEST(Interner, TellsSimilarNamesApart) {
+  std::vector<std::string> names;
+  for (std::size_t length = 0; length <= 300; ++length) {
+    names.emplace_back(length, 'a');
+    if (length > 0) names.push_back(names.back().substr(1) + '\0');
+    for (std::size_t i = 0; i < std::min<std::size_t>(length, 20); ++i) {
+      names.emplace_back(length, 'a');
+      names.back()[i] = 'b';
+    }
+  }
+  Interner interner;
+  for (int round = 0; round < 2; ++round) {
+    for (std::size_t i = 0; i < names.size(); ++i) ASSERT_EQ(interner.intern(names[i]), static_cast<SymbolId>(i)) << i;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) ASSERT_EQ(interner.name(static_cast<SymbolId>(i)), names[i]);
 }
 
 TEST(SymbolTable, KnowsTheReservedWords) {
@@ -90,6 +109,9 @@ TEST(SymbolTable, PopForgetsTheLevel) {
   EXPECT_FALSE(is_bound(table, y));
   EXPECT_FALSE(table.lookup_sort(s).is_bound);
   EXPECT_TRUE(table.declare(y, constant(4)));
+  EXPECT_TRUE(table.declare_sort(s, {true, false, 2, {}}));
+  EXPECT_EQ(table.lookup_sort(s).arity, 2u);
+  EXPECT_FALSE(table.lookup_sort(x).is_bound);
 }
 
 TEST(SymbolTable, GlobalDeclarationsOutlivePop) {
