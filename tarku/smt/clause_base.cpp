@@ -148,22 +148,22 @@ int ClauseBase::constraint_said_by(int literal) {
 // Eliminates the variable from the constraint on the atom by the equality; what is left is a multiple of the other one,
 // or constant.
 ProofLog::Id ClauseBase::case_farkas(int real_variable, const CaseSides& sides) {
-  using Told = proof::Constraints::Meaning;
-  const auto turned = [](const Told& m) {
+  using Statement = proof::Constraints::Meaning;
+  const auto turned = [](const Statement& m) {
     return m.relation == Relation::greater || m.relation == Relation::greater_equal;
   };
-  const auto coeff = [](const Told& m, int variable) {
+  const auto coeff = [](const Statement& m, int variable) {
     for (const proof::Monomial& term : m.terms) {
       if (term.variable == variable) return term.coeff;
     }
     return QNumber();
   };
-  const Told equality = constraints_.meaning(sides.equality), atom = constraints_.meaning(sides.atom);
+  const Statement equality = constraints_.meaning(sides.equality), atom = constraints_.meaning(sides.atom);
   QNumber on_atom(1), on_other;
   const QNumber ratio = coeff(atom, real_variable) / coeff(equality, real_variable);
   Clause clause{-log_literal(sides.equality), -log_literal(sides.atom)};
   if (sides.other != 0) {
-    const Told other = constraints_.meaning(sides.other);
+    const Statement other = constraints_.meaning(sides.other);
     const int variable = other.terms.front().variable;
     on_other = (coeff(atom, variable) - ratio * coeff(equality, variable)) / other.terms.front().coeff;
     if (turned(other) == turned(atom)) on_other = on_other.neg();
@@ -273,6 +273,17 @@ int ClauseBase::log_literal(int constraint) {
 void ClauseBase::certify(std::uint64_t check, ProofLog::Id conclusion, proof::CertificateSink& sink) {
   const auto is_false_guard = [this](int literal) { return literal < 0 && is_guard(-literal); };
   log_->tell(check, conclusion, is_false_guard, *this, sink);
+}
+
+std::vector<proof::ClauseId> ClauseBase::certify_rest(ProofLog::Id conclusion, proof::CertificateSink& sink,
+                                                      Told* told) {
+  const auto is_false_guard = [this](int literal) { return literal < 0 && is_guard(-literal); };
+  declared_.swap(told->variables);
+  declared_reals_.swap(told->reals);
+  auto ids = log_->tell_rest(conclusion, is_false_guard, *this, sink, &told->steps);
+  declared_.swap(told->variables);
+  declared_reals_.swap(told->reals);
+  return ids;
 }
 
 void ClauseBase::begin() {

@@ -76,6 +76,13 @@ class ClauseBase : public ClauseSink, private Vocabulary, private sat::ProofList
   // The step that says so: all its literals are negated guards. Needs: a log.
   ProofLog::Id conclusion() const { return conclusion_; }
   void certify(std::uint64_t check, ProofLog::Id conclusion, proof::CertificateSink& sink);
+  // What a sink was told of earlier certificates of this base.
+  struct Told {
+    ProofLog::Told steps;
+    std::unordered_set<int> variables, reals;
+  };
+  // Tells what is new, without a beginning. Gives the ids of the clauses that may not be used again.
+  std::vector<proof::ClauseId> certify_rest(ProofLog::Id conclusion, proof::CertificateSink& sink, Told* told);
   bool is_guard(int variable) const { return guards_.count(variable) != 0; }
 
   // ---- ClauseSink ----

@@ -31,8 +31,6 @@ namespace {
 // The termination test is polled once per so many steps of the cheap loops outside the search.
 constexpr std::size_t poll_period = 16;
 
-constexpr std::size_t unknown_size = std::numeric_limits<std::size_t>::max();
-
 // A search over formulas is left to the guide when it has done so much work, in the tableau's measure, and so much for
 // each check.
 constexpr std::uint64_t patience_with_formulas = std::uint64_t{1} << 22;
@@ -68,7 +66,7 @@ class Engine::TheorySolver : public la::Solver {
 // Turns the conjuncts of one assertion into literals of the engine.
 class Engine::Collector : public LiteralSink {
  public:
-  explicit Collector(Engine& engine) : engine_(engine) {}
+  Collector(Engine& engine, int level) : engine_(engine), level_(level) {}
 
   void boolean_literal(Term symbol, bool value) override {
     engine_.literals_.push_back(Literal::boolean(engine_.boolean_variable(symbol), value));
@@ -84,7 +82,7 @@ class Engine::Collector : public LiteralSink {
       engine_.formulas_.push_back({Term(), true, place.constraint});
     } else if (place.constraint != 0) {
       engine_.literals_.push_back(Literal::arithmetic(place.constraint));
-      engine_.want(place.constraint);
+      engine_.want(place.constraint, level_);
     } else if (!place.constant) {
       falsity();
     }
@@ -96,6 +94,7 @@ class Engine::Collector : public LiteralSink {
 
  private:
   Engine& engine_;
+  int level_;
 };
 
 Engine::Engine(TermManager& terms) : terms_(terms), limiter_([this] { return work(); }) {
@@ -121,13 +120,14 @@ int Engine::assert_term(Term formula) {
 }
 
 void Engine::add_assertion(Term formula, int index) {
-  flatten_assertion(formula);
-  assertions_.push_back({index, static_cast<int>(levels_.size()), formula, literals_.size(), formulas_.size()});
+  const auto level = static_cast<int>(levels_.size());
+  flatten_assertion(formula, level);
+  assertions_.push_back({index, level, formula, literals_.size(), formulas_.size()});
 }
 
-void Engine::flatten_assertion(Term formula) {
+void Engine::flatten_assertion(Term formula, int level) {
   const std::size_t num_literals = literals_.size(), num_formulas = formulas_.size();
-  Collector collector(*this);
+  Collector collector(*this, level);
   try {
     flatten(terms_, formula, collector);
   } catch (...) {
@@ -144,7 +144,8 @@ void Engine::cut(std::size_t num_literals, std::size_t num_formulas) {
 void Engine::push() {
   require_idle("push");
   begin_change();
-  levels_.push_back({assertions_.size(), solver_ ? wanted_.size() : unknown_size});
+  if (assertions_.empty()) ++num_base_levels_;
+  levels_.push_back({assertions_.size(), 0});
 }
 
 void Engine::pop() {
@@ -163,6 +164,11 @@ void Engine::begin_change() {
 void Engine::pop_level() {
   const Level gone = levels_.back();
   levels_.pop_back();
+  if (levels_.size() < num_base_levels_) {
+    num_base_levels_ = levels_.size();
+    if (!std::exchange(assertions_, {}).empty()) discard();
+    return;
+  }
   try {
     undo_level(gone);
   } catch (const std::bad_alloc&) {
@@ -176,8 +182,7 @@ void Engine::pop_level() {
 // gone it is cheaper to begin anew with what is left.
 void Engine::count_stale(const Level& gone) {
   constexpr std::size_t few = 500;
-  num_stale_ += wanted_.size() - std::min(wanted_.size(), std::max(gone.num_wanted, num_judged_));
-  num_judged_ = wanted_.size();
+  num_stale_ += gone.num_wanted;
   if (num_stale_ > few + (wanted_.size() - num_stale_) / 2) discard();
 }
 
@@ -198,12 +203,13 @@ void Engine::undo_level(const Level& gone) {
   if (conflict_.is_known() && conflict_.assertions.back() >= first_gone) set_conflict({});
 }
 
-void Engine::want(int constraint) {
+void Engine::want(int constraint, int level) {
   const auto index = static_cast<std::size_t>(constraint);
   if (index >= is_wanted_.size()) is_wanted_.resize(std::max(index + 1, 2 * is_wanted_.size()));
   if (is_wanted_[index]) return;
   is_wanted_[index] = true;
   wanted_.push_back(constraint);
+  if (!is_permanent(level)) ++levels_[static_cast<std::size_t>(level) - 1].num_wanted;
 }
 
 void Engine::forget_answer() noexcept {
@@ -259,7 +265,7 @@ Answer Engine::give_up(const char* reason) {
 
 // On a level of their own, numbered like the assertions that might have come in their place.
 void Engine::assume(const std::vector<Term>& assumptions) {
-  levels_.push_back({assertions_.size(), solver_ ? wanted_.size() : unknown_size});
+  levels_.push_back({assertions_.size(), 0});
   has_assumptions_ = true;
   int index = num_asserted_;
   for (const Term assumption : assumptions) add_assertion(assumption, index++);
@@ -275,7 +281,7 @@ void Engine::adopt_settings() {
 Answer Engine::search() {
   if (conflict_.is_known()) return Answer::unsat;
   clausify_new_formulas();
-  want_observed_atoms();
+  if (search_) want_observed_atoms(static_cast<int>(levels_.size()));
   if (guided_ && formulas_.empty()) start_afresh();
   guided_ ? push_new_literals(false) : search_one_by_one();
   if (conflict_.is_known()) return Answer::unsat;
@@ -303,6 +309,7 @@ void Engine::clausify_new_formulas() {
     const Formula& formula = formulas_[num_clausified_];
     bool holds = false;
     const Clause clause = clause_of(formula, &holds);
+    want_observed_atoms(owner->level);
     if (holds) continue;
     search_->clauses().add_input(static_cast<std::uint64_t>(owner->index), clause, guard_of_level(owner->level));
   }
@@ -317,18 +324,21 @@ Clause Engine::clause_of(const Formula& formula, bool* holds) {
 
 // The atoms of all formulas so far, those of an interrupted check and of levels that are gone included: the SAT solver
 // goes on assigning them.
-void Engine::want_observed_atoms() {
-  if (!search_) return;
+void Engine::want_observed_atoms(int level) {
   const std::vector<int>& observed = search_->clauses().observed();
   for (; num_observed_ < observed.size(); ++num_observed_) {
     const ClauseBase::Atom& atom = search_->clauses().atom(observed[num_observed_]);
-    want(atom.when_true);
-    want(atom.when_false);
+    want(atom.when_true, level);
+    want(atom.when_false, level);
   }
 }
 
+std::size_t Engine::num_permanent_assertions() const {
+  return levels_.size() == num_base_levels_ ? assertions_.size() : levels_[num_base_levels_].num_assertions;
+}
+
 int Engine::guard_of_level(int level) {
-  if (level == 0) return 0;
+  if (is_permanent(level)) return 0;
   int& guard = levels_[static_cast<std::size_t>(level) - 1].guard;
   if (guard == 0) guard = search_->clauses().new_guard();
   return guard;
@@ -377,17 +387,17 @@ void Engine::tighten() {
   for (Alternatives& each : alternatives) tightening.add(std::move(each));
   if (!tightening.has_maximum()) return;
   for (const Literal& literal : literals_) {
-    if (!literal.is_arithmetic() || level_of(literal.constraint()) != 0) continue;
+    if (!literal.is_arithmetic() || !is_permanent(level_of(literal.constraint()))) continue;
     tightening.hold(literal.constraint());
     if (atoms_.bound_of(literal.constraint()).relation == Relation::equal) tightening.add({{{literal.constraint()}}});
   }
   tightening.run();
-  want_observed_atoms();
+  want_observed_atoms(0);
   if (!guided_) tell_new_atoms();
 }
 
 std::size_t Engine::num_permanent_formulas() const {
-  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front().num_assertions;
+  const std::size_t num_permanent = num_permanent_assertions();
   return num_permanent == 0 ? 0 : assertions_[num_permanent - 1].formulas_end;
 }
 
@@ -440,7 +450,9 @@ Answer Engine::search_formulas() {
 Answer Engine::search_formulas_as_planned() {
   tell_units();
   std::vector<int> guards;
-  for (int level = 1; level <= static_cast<int>(levels_.size()); ++level) guards.push_back(guard_of_level(level));
+  for (std::size_t level = num_base_levels_ + 1; level <= levels_.size(); ++level) {
+    guards.push_back(guard_of_level(static_cast<int>(level)));
+  }
   if (search_->clauses().is_logged()) stated();
   const Unpolled explanations(*this);
   sat::Answer answer = sat::Answer::unknown;
@@ -665,6 +677,7 @@ void Engine::retire_solver() noexcept {
 // The formulas in force are turned into clauses anew by the next check.
 void Engine::drop_search() noexcept {
   if (search_) old_work_ += search_work();
+  search_checker_.reset();
   search_.reset();
   for (Level& level : levels_) level.guard = 0;
   num_clausified_ = num_observed_ = num_named_ = num_tightened_ = 0;
@@ -687,8 +700,8 @@ void Engine::discard() noexcept {
   atoms_ = AtomTable();
   presolved_ = is_clausifying_ = false;
   num_told_bounds_ = num_pushed_literals_ = 0;
-  num_stale_ = num_judged_ = 0;
-  for (Level& level : levels_) level.num_wanted = unknown_size;
+  num_stale_ = 0;
+  for (Level& level : levels_) level.num_wanted = 0;
   for (Assertion& assertion : assertions_) assertion.literals_end = assertion.formulas_end = 0;
   const auto empty = [](auto&... containers) { (std::decay_t<decltype(containers)>().swap(containers), ...); };
   empty(boolean_variables_, boolean_symbols_, literals_, formulas_, wanted_, is_wanted_, offsets_, definitions_,
@@ -705,7 +718,7 @@ void Engine::restore() {
     linearizer_.emplace(terms_);
     for (Assertion& assertion : assertions_) {
       poll();
-      flatten_assertion(assertion.formula);
+      flatten_assertion(assertion.formula, assertion.level);
       assertion.literals_end = literals_.size();
       assertion.formulas_end = formulas_.size();
     }
@@ -764,8 +777,7 @@ void Engine::solve_equalities() {
   std::vector<int> constraints;  // in the order in which the system gets them
   std::vector<int> solved_by(static_cast<std::size_t>(atoms_.num_constraints()) + 1, -1);
   std::size_t literal = 0;
-  const std::size_t num_permanent = levels_.empty() ? assertions_.size() : levels_.front().num_assertions;
-  for (std::size_t i = 0; i < num_permanent; ++i) {
+  for (std::size_t i = 0; i < num_permanent_assertions(); ++i) {
     for (; literal < assertions_[i].literals_end; ++literal) {
       if (!literals_[literal].is_arithmetic()) continue;
       const int constraint = literals_[literal].constraint();
@@ -1138,10 +1150,10 @@ void Engine::verify_refutation() {
     return found != nullptr ? found->formula : Term();
   };
   const auto real = [this](int variable) { return atoms_.symbol(variable); };
-  const auto boolean = [this](int variable) {
-    if (conflict_.is_boolean) return search_->clauses().symbol_of(variable);
+  const auto boolean = [this](int) {
     return boolean_symbols_[static_cast<std::size_t>(std::abs(conflict_.symbol)) - 1];
   };
+  if (conflict_.is_boolean) return verify_search();
   TermAssertions assertions(terms_, {assertion, real, boolean});
   checker::Checker checker(&assertions);
   CheckingSink sink(checker);
@@ -1154,6 +1166,41 @@ void Engine::verify_refutation() {
     refuse_unsat(refusal.what());
   } catch (const Exception& failure) {
     refuse_unsat(failure.what());
+  }
+}
+
+// A checker that stays: what rests on permanent assertions alone is checked once.
+struct Engine::SearchChecker {
+  explicit SearchChecker(Engine& engine)
+      : assertions(engine.terms_, {[&engine](std::uint64_t index) {
+                                     const Assertion* const found = engine.find_assertion(index);
+                                     return found != nullptr ? found->formula : Term();
+                                   },
+                                   [&engine](int variable) { return engine.atoms_.symbol(variable); },
+                                   [&engine](int variable) { return engine.search_->clauses().symbol_of(variable); }}),
+        checker(&assertions) {
+    checker.begin(0);
+  }
+  TermAssertions assertions;
+  checker::Checker checker;
+  ClauseBase::Told told;
+};
+
+void Engine::verify_search() {
+  if (!search_checker_) search_checker_ = std::make_unique<SearchChecker>(*this);
+  try {
+    SearchChecker& kept = *search_checker_;
+    CheckingSink sink(kept.checker);
+    const auto passing = search_->clauses().certify_rest(conflict_.conclusion, sink, &kept.told);
+    if (!kept.checker.is_finished()) throw checker::Refused("the certificate has no end");
+    kept.checker.reopen();
+    kept.checker.remove(passing);
+  } catch (const checker::Refused& refusal) {
+    search_checker_.reset();
+    refuse_unsat(refusal.what());
+  } catch (...) {
+    search_checker_.reset();
+    throw;
   }
 }
 

@@ -204,7 +204,7 @@ class Engine : private BooleanSearch::Base {
 
   struct Level {
     std::size_t num_assertions;  // below it
-    std::size_t num_wanted;      // constraints when it was opened, as far as they were known then
+    std::size_t num_wanted;      // constraints that the solver is to be told first because of it
     int guard = 0;               // the variable that stands for it in clauses, once there are some
   };
 
@@ -239,9 +239,10 @@ class Engine : private BooleanSearch::Base {
   class PresolveTest;
   class TheorySolver;
   class Unpolled;
+  struct SearchChecker;
 
   void add_assertion(Term formula, int index);
-  void flatten_assertion(Term formula);
+  void flatten_assertion(Term formula, int level);
   void begin_change();
   void pop_level();
   void count_stale(const Level& gone);
@@ -257,7 +258,9 @@ class Engine : private BooleanSearch::Base {
   void clausify_new_formulas();
   Clause clause_of(const Formula& formula, bool* holds);
   std::size_t num_permanent_formulas() const;
-  void want_observed_atoms();
+  std::size_t num_permanent_assertions() const;
+  bool is_permanent(int level) const { return static_cast<std::size_t>(level) <= num_base_levels_; }
+  void want_observed_atoms(int level);
   void tell_units();
   void tell_unit(int literal, int assertion, int level);
   int guard_of_level(int level);
@@ -289,7 +292,7 @@ class Engine : private BooleanSearch::Base {
   void restore();
   std::uint64_t search_work() const;
   void cut(std::size_t num_literals, std::size_t num_formulas);
-  void want(int constraint);
+  void want(int constraint, int level);
   void tell_new_atoms();
   void solve_equalities();
   void adopt_definitions(const EqualitySystem& system);
@@ -311,6 +314,7 @@ class Engine : private BooleanSearch::Base {
   void verify(Answer answer);
   void verify_model();
   void verify_refutation();
+  void verify_search();
   [[noreturn]] void refuse_unsat(const std::string& reason);
   void tell_refutation(std::uint64_t check, proof::CertificateSink& sink);
   const proof::Refutation& refutation();
@@ -349,12 +353,12 @@ class Engine : private BooleanSearch::Base {
   std::vector<Literal> literals_;  // of all assertions in force, in their order
   std::vector<Formula> formulas_;  // likewise
   std::vector<Level> levels_;
-  std::vector<int> wanted_;       // constraints that the solver is to be told, each once
-  std::vector<bool> is_wanted_;   // by constraint index
-  std::size_t num_stale_ = 0;     // of wanted_: those that came with levels that are gone, about
-  std::size_t num_judged_ = 0;    // prefix of wanted_ in which the stale ones were counted
-  int num_asserted_ = 0;          // ever, without assumptions
-  bool has_assumptions_ = false;  // the last level is that of the assumptions of a check
+  std::size_t num_base_levels_ = 0;  // those with nothing below: everything goes with them, so they need no guards
+  std::vector<int> wanted_;          // constraints that the solver is to be told, each once
+  std::vector<bool> is_wanted_;      // by constraint index
+  std::size_t num_stale_ = 0;        // of wanted_: those that came with levels that are gone, about
+  int num_asserted_ = 0;             // ever, without assumptions
+  bool has_assumptions_ = false;     // the last level is that of the assumptions of a check
 
   // What the solver knows. Written by check and pop.
   bool presolved_ = false;        // solve_equalities has run
@@ -375,14 +379,15 @@ class Engine : private BooleanSearch::Base {
 
   // The search over formulas, made when there are some. Written by check and pop.
   std::unique_ptr<BooleanSearch> search_;
-  std::size_t num_clausified_ = 0;              // prefix of formulas_
-  std::size_t num_tightened_ = 0;               // likewise
-  bool is_clausifying_ = false;                 // in the midst of one
-  std::size_t num_observed_ = 0;                // atoms of the search that are told
-  std::size_t num_named_ = 0;                   // its atoms and symbols that were compared with the literals
-  std::set<std::pair<int, int>> units_;         // literals of the search that were told it, with their guards
-  std::vector<QNumber> found_values_;           // by variable, of the model that the search has found
-  std::unordered_map<int, bool> found_truths_;  // by Boolean variable, of a model that the guide has found
+  std::unique_ptr<SearchChecker> search_checker_;  // of its refutations, with what it has accepted before
+  std::size_t num_clausified_ = 0;                 // prefix of formulas_
+  std::size_t num_tightened_ = 0;                  // likewise
+  bool is_clausifying_ = false;                    // in the midst of one
+  std::size_t num_observed_ = 0;                   // atoms of the search that are told
+  std::size_t num_named_ = 0;                      // its atoms and symbols that were compared with the literals
+  std::set<std::pair<int, int>> units_;            // literals of the search that were told it, with their guards
+  std::vector<QNumber> found_values_;              // by variable, of the model that the search has found
+  std::unordered_map<int, bool> found_truths_;     // by Boolean variable, of a model that the guide has found
   bool has_found_ = false;
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since

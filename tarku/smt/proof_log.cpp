@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cassert>
+#include <set>
+#include <utility>
 
 namespace tarku::smt {
 
@@ -78,6 +80,53 @@ void ProofLog::tell(std::uint64_t check, Id last, const std::function<bool(int)>
     tell_step(steps_[id], kept, ids, num_told, sink);
   }
   sink.qed(num_told);
+}
+
+// Ascending. Antecedents come before what rests on them.
+std::vector<ProofLog::Id> ProofLog::missing_for(Id last, const Told& told) const {
+  std::vector<Id> missing;
+  std::set<Id, std::greater<Id>> open{last};
+  while (!open.empty()) {
+    const Id id = *open.begin();
+    open.erase(open.begin());
+    missing.push_back(id);
+    const Step& step = steps_[id];
+    for (std::uint32_t i = 0; i < step.num_antecedents; ++i) {
+      const Id antecedent = static_cast<Id>(words_[step.first + step.num_literals + i]);
+      if (told.ids[antecedent] == 0) open.insert(antecedent);
+    }
+  }
+  std::reverse(missing.begin(), missing.end());
+  return missing;
+}
+
+std::vector<proof::ClauseId> ProofLog::tell_rest(Id last, const std::function<bool(int)>& is_dropped,
+                                                 Vocabulary& vocabulary, proof::CertificateSink& sink,
+                                                 Told* told) const {
+  std::vector<Id> passing;
+  told->ids.resize(steps_.size());
+  for (const Id id : missing_for(last, *told)) {
+    const Step& step = steps_[id];
+    const Clause full = clause(id);
+    Clause kept;
+    for (const int literal : full) {
+      if (is_dropped(literal)) continue;
+      kept.push_back(literal);
+      vocabulary.declare(literal < 0 ? -literal : literal, sink);
+    }
+    bool is_passing = kept.size() < full.size();
+    for (std::uint32_t i = 0; i < step.num_antecedents && !is_passing; ++i) {
+      const auto antecedent = static_cast<Id>(words_[step.first + step.num_literals + i]);
+      is_passing = std::binary_search(passing.begin(), passing.end(), antecedent);
+    }
+    if (is_passing) passing.push_back(id);
+    told->ids[id] = ++told->last;
+    tell_step(step, kept, told->ids, told->last, sink);
+  }
+  sink.qed(told->ids[last]);
+  std::vector<proof::ClauseId> ids;
+  for (const Id id : passing) ids.push_back(std::exchange(told->ids[id], 0));
+  return ids;
 }
 
 void ProofLog::tell_step(const Step& step, const Clause& clause, const std::vector<proof::ClauseId>& ids,

@@ -47,6 +47,16 @@ class ProofLog {
   void tell(std::uint64_t check, Id last, const std::function<bool(int)>& is_dropped, Vocabulary& vocabulary,
             proof::CertificateSink& sink) const;
 
+  // What a sink knows that is told the certificates of many conclusions.
+  struct Told {
+    std::vector<proof::ClauseId>
+        ids;  // by step that rests on nothing that is dropped: its id there, 0 before it is told
+    proof::ClauseId last = 0;
+  };
+  // Tells what the sink does not know yet. Gives the ids of clauses that hold only as long as what is dropped is false.
+  std::vector<proof::ClauseId> tell_rest(Id last, const std::function<bool(int)>& is_dropped, Vocabulary& vocabulary,
+                                         proof::CertificateSink& sink, Told* told) const;
+
  private:
   enum class Rule : std::uint8_t { input, gate, branch, split, farkas, rup };
   struct Step {
@@ -59,6 +69,7 @@ class ProofLog {
 
   Id add(Rule rule, std::uint64_t data, const Clause& clause);
   std::vector<bool> needed_for(Id last) const;
+  std::vector<Id> missing_for(Id last, const Told& told) const;
   void tell_step(const Step& step, const Clause& clause, const std::vector<proof::ClauseId>& ids, proof::ClauseId id,
                  proof::CertificateSink& sink) const;
 

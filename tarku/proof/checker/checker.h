@@ -67,6 +67,8 @@ class Checker {
 
   // The clause is empty: nothing may follow.
   void finish(ClauseId id);
+  // Another certificate may follow, which rests on the declarations and on the clauses that are not removed.
+  void reopen() { finished_ = false; }
 
   // ---- what was accepted so far ----
   bool is_finished() const { return finished_; }
