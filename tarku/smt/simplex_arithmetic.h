@@ -20,7 +20,7 @@ class SimplexArithmetic final : public Arithmetic {
     ++num_checks_;
     return solver_.check(!is_complete);
   }
-  bool are_values_new() override { return num_checks_ % phase_period == 0; }
+  bool are_values_new() override { return ++num_questions_ % phase_period == 0; }
   bool is_satisfied(int constraint) override;
   std::vector<int> conflict() override { return solver_.conflict_; }
   proof::Refutation refutation(proof::Constraints& constraints) override {
@@ -41,6 +41,7 @@ class SimplexArithmetic final : public Arithmetic {
 
   la::Solver& solver_;
   std::uint64_t num_checks_ = 0;
+  std::uint64_t num_questions_ = 0;  // of are_values_new
 };
 
 }  // namespace tarku::smt
