@@ -29,6 +29,8 @@ class Arithmetic {
   virtual bool are_values_new() = 0;
   // Likewise: whether the values that it has found satisfy the constraint. A hint, no more.
   virtual bool is_satisfied(int constraint) = 0;
+  // Likewise: how far, about, they put its variable above its bound.
+  virtual double distance(int constraint) = 0;
 
   // After push or check has answered false.
   virtual std::vector<int> conflict() = 0;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 #include <cstdlib>
 
 #include "tarku/termination_test.h"
@@ -57,6 +58,7 @@ class BooleanSearch::NoArithmetic final : public Arithmetic {
   bool check(bool) override { return true; }
   bool are_values_new() override { return false; }
   bool is_satisfied(int) override { return true; }
+  double distance(int) override { return 0; }
   std::vector<int> conflict() override { return {}; }
   proof::Refutation refutation(proof::Constraints& constraints) override {
     return proof::Refutation::of_sum({}, constraints);
@@ -163,6 +165,7 @@ void BooleanSearch::set_phases() {
 }
 
 void BooleanSearch::report_conflict() {
+  ++num_conflicts_;
   has_conflict_ = is_conflict_untold_ = true;
   if (clauses_.is_logged()) {
     conflict_ = clause_with_log(arithmetic_->refutation(constraints_), &conflict_step_);
@@ -204,6 +207,28 @@ bool BooleanSearch::next_clause(sat::Clause& clause, bool& forgettable) {
   forgettable = true;
   if (clauses_.is_logged()) clauses_.announce(conflict_step_);
   return true;
+}
+
+// Later the SAT solver knows better what matters.
+sat::Literal BooleanSearch::decide() {
+  constexpr std::uint64_t few_conflicts = 100;
+  constexpr double near = 1e-7;
+  sat::Literal result = 0;
+  if (!is_checked_ || num_conflicts_ > few_conflicts) return result;
+  double largest = near;
+  for (const Choice& choice : choices_) {
+    if (is_assigned(choice[0].literal)) continue;
+    const double misses[] = {miss(choice[0]), miss(choice[1])};
+    const std::size_t closest = misses[0] <= misses[1] ? 0 : 1;
+    if (misses[closest] <= largest) continue;
+    largest = misses[closest];
+    result = choice[closest].literal;
+  }
+  return result;
+}
+
+double BooleanSearch::miss(const Option& option) {
+  return std::abs(arithmetic_->distance(option.equality)) * option.factor;
 }
 
 bool BooleanSearch::check_model() {

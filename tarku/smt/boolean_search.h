@@ -5,6 +5,7 @@
 // clause; the guard of its level is.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <unordered_map>
@@ -54,6 +55,16 @@ class BooleanSearch : private sat::Theory {
   // searches.
   void learn(int literal, TerminationTest* test);
 
+  // One of two equalities on bounds holds, each selected by a literal. As long as the values satisfy neither, the
+  // search decides for the one that they come closest to, and of several choices first for the one that they miss most.
+  struct Option {
+    int literal;
+    int equality;   // constraint
+    double factor;  // that makes the distances from the bounds of the options comparable
+  };
+  using Choice = std::array<Option, 2>;
+  void add_choice(const Choice& choice) { choices_.push_back(choice); }
+
   std::uint64_t num_checks() const { return num_checks_; }  // that found the theory's stack consistent, ever
   // After sat: the value of a variable of clauses.
   bool value(int variable) { return clauses_.solver().value(variable); }
@@ -75,12 +86,14 @@ class BooleanSearch : private sat::Theory {
   sat::Literal propagate() override;
   void explain(sat::Literal literal, sat::Clause& reason) override;
   bool next_clause(sat::Clause& clause, bool& forgettable) override;
+  sat::Literal decide() override;
   bool check_model() override;
 
   // ---- the theory's side ----
   bool push_assigned();
   bool is_consistent(bool is_complete);
   void set_phases();
+  double miss(const Option& option);
   void pop_last();
   void report_conflict();
   int constraint_of(int literal) const;
@@ -104,12 +117,14 @@ class BooleanSearch : private sat::Theory {
   std::vector<signed char> values_;             // by variable: 1, -1, or 0 when it is not on the trail
   std::size_t num_permanent_ = none_permanent;  // prefix of trail_ that is marked so
   std::uint64_t num_checks_ = 0;
-  bool is_checked_ = false;    // the values satisfy what is pushed
-  bool has_conflict_ = false;  // since the last backtrack
+  std::uint64_t num_conflicts_ = 0;  // of the theory, ever
+  bool is_checked_ = false;          // the values satisfy what is pushed
+  bool has_conflict_ = false;        // since the last backtrack
   bool is_conflict_untold_ = false;
   Clause conflict_;
   ProofLog::Id conflict_step_ = 0;
   std::unordered_map<int, Arithmetic::Implication> implications_;  // by literal
+  std::vector<Choice> choices_;
 };
 
 }  // namespace tarku::smt

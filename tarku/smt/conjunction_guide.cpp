@@ -183,11 +183,16 @@ lp::Outcome::Kind ConjunctionGuide::look(const TerminationTest* test) {
   return outcome.kind;
 }
 
-bool ConjunctionGuide::seems_satisfied(int constraint) {
+double ConjunctionGuide::distance(int constraint) {
   const AtomTable::Bound& bound = atoms_.bound_of(constraint);
   const int s = program_side(bound.variable);
+  return guide_ ? proposer_->value(s) - bound.value.to_double() : 0;
+}
+
+bool ConjunctionGuide::seems_satisfied(int constraint) {
+  const AtomTable::Bound& bound = atoms_.bound_of(constraint);
+  const double distance = this->distance(constraint);
   if (!guide_) return true;
-  const double distance = proposer_->value(s) - bound.value.to_double();
   const double tolerance = bound.relation == Relation::less || bound.relation == Relation::greater ? 0 : 1e-9;
   const bool is_above = bound.relation == Relation::greater || bound.relation == Relation::greater_equal;
   return is_above ? distance >= -tolerance : distance <= tolerance;

@@ -43,6 +43,8 @@ class ConjunctionGuide {
   bool has_moved() const { return guide_ && guide_->has_moved(); }
   // Likewise: whether the rounded values that it has seen satisfy the constraint.
   bool seems_satisfied(int constraint);
+  // Likewise: how far they put its variable above its bound.
+  double distance(int constraint);
 
   // After feasible: by variable of the atom table.
   const std::vector<QNumber>& values() const { return values_; }

@@ -32,6 +32,7 @@ class GuidedArithmetic final : public Arithmetic {
   bool check(bool is_complete) override;
   bool are_values_new() override { return guide_.has_moved(); }
   bool is_satisfied(int constraint) override { return guide_.seems_satisfied(constraint); }
+  double distance(int constraint) override { return guide_.distance(constraint); }
   std::vector<int> conflict() override;
   proof::Refutation refutation(proof::Constraints& constraints) override {
     return proof::Refutation::of_sum(guide_.conflict(), constraints);

@@ -22,6 +22,7 @@ class SimplexArithmetic final : public Arithmetic {
   }
   bool are_values_new() override { return ++num_questions_ % phase_period == 0; }
   bool is_satisfied(int constraint) override;
+  double distance(int constraint) override;
   std::vector<int> conflict() override { return solver_.conflict_; }
   proof::Refutation refutation(proof::Constraints& constraints) override {
     const proof::Ref proof(solver_.get_conflict_proof());
@@ -39,7 +40,10 @@ class SimplexArithmetic final : public Arithmetic {
  private:
   static constexpr std::uint64_t phase_period = 16;
 
+  const la::DNumber* value_of(int variable);
+
   la::Solver& solver_;
+  la::DNumber derived_;  // scratch of value_of
   std::uint64_t num_checks_ = 0;
   std::uint64_t num_questions_ = 0;  // of are_values_new
 };

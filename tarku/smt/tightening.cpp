@@ -70,19 +70,30 @@ void Tightening::run() {
     poll();
     search_.learn(fact, test_);
   }
+  for (const Alternatives& alternatives : open_) offer(alternatives);
+}
+
+// As a choice to be decided by the values, if it is a maximum.
+void Tightening::offer(const Alternatives& alternatives) {
+  const std::optional<Maximum> m = find_maximum(alternatives);
+  if (!m) return;
+  const auto option = [this](int condition, int equality, const VariableSum& sum) {
+    return BooleanSearch::Option{search_.clausifier().bound_literal(condition), equality,
+                                 std::abs(factor_of(equality, sum).to_double())};
+  };
+  search_.add_choice({option(m->when_first, m->is_first, m->first), option(m->when_second, m->is_second, m->second)});
 }
 
 bool Tightening::has_maximum() const {
-  return std::any_of(open_.begin(), open_.end(), [this](const Alternatives& alternatives) {
-    return alternatives.cases.size() == 2 && find_maximum(alternatives).has_value();
-  });
+  return std::any_of(open_.begin(), open_.end(),
+                     [this](const Alternatives& alternatives) { return find_maximum(alternatives).has_value(); });
 }
 
 // False when nothing has changed.
 bool Tightening::tighten(Alternatives& alternatives) {
   if (alternatives.cases.empty()) return false;
   bool has_changed = drop_dead_cases(alternatives);
-  if (alternatives.cases.size() == 2 && !alternatives.is_relaxed) {
+  if (!alternatives.is_relaxed) {
     if (const std::optional<Maximum> maximum = find_maximum(alternatives)) {
       const int decisive = atoms_.bound_of(maximum->when_first).variable;
       has_changed = narrow_sum(decisive) || has_changed;
@@ -253,6 +264,7 @@ QNumber Tightening::rounded(int variable, const QNumber& value, bool is_upper) c
 // ==== maxima ====
 
 std::optional<Tightening::Maximum> Tightening::find_maximum(const Alternatives& alternatives) const {
+  if (alternatives.cases.size() != 2) return std::nullopt;
   const std::vector<int>& yes = alternatives.cases[0];
   const std::vector<int>& no = alternatives.cases[1];
   const auto is_equality = [this](int c) { return atoms_.bound_of(c).relation == Relation::equal; };

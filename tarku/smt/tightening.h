@@ -46,6 +46,7 @@ class Tightening {
  private:
   struct Maximum;
 
+  void offer(const Alternatives& alternatives);
   bool tighten(Alternatives& alternatives);
   bool drop_dead_cases(Alternatives& alternatives);
   bool is_dead(int constraint);
