@@ -107,6 +107,61 @@ TEST_F(EngineLimits, NoAssumptionFailsWhereTheAssertionsDo) {
   EXPECT_EQ(engine.minimal_failed_assumptions(), Positions{});
 }
 
+// ---- levels ----
+
+// A level with nothing below it is as good as none.
+TEST_F(EngineLimits, AFirstLevelCostsNothing) {
+  std::uint64_t work[2];
+  for (const int num_levels : {0, 2}) {
+    Engine e(terms);
+    for (int i = 0; i < num_levels; ++i) e.push();
+    assert_pigeons(6, e);
+    EXPECT_EQ(e.check(), Answer::unsat);
+    work[num_levels / 2] = e.work();
+    for (int i = num_levels; i-- > 0;) {
+      e.pop();
+      EXPECT_EQ(e.num_levels(), i);
+      EXPECT_EQ(e.check(), Answer::sat);
+    }
+  }
+  EXPECT_EQ(work[0], work[1]);
+}
+
+TEST_F(EngineLimits, AFirstLevelTakesEverythingWithIt) {
+  engine.push();
+  engine.push();
+  assert_text("(= x (+ y 1))");
+  assert_text("(or (> y 2) (< y 0))");
+  engine.push();
+  assert_text("(and (< x 3) (>= x 1))");
+  EXPECT_EQ(engine.check(), Answer::unsat);
+  EXPECT_EQ(engine.unsat_core(), (Indices{0, 1, 2}));
+  engine.pop();
+  EXPECT_EQ(check({"(= x 9/2)"}), Answer::sat);
+  EXPECT_EQ(engine.real_value(text("y")), QNumber(7, 2));
+  engine.pop();
+  assert_text("(= x y)");
+  EXPECT_EQ(check({"(< y 1)"}), Answer::sat);
+  EXPECT_EQ(check({"(not (= x y))"}), Answer::unsat);
+  EXPECT_EQ(engine.unsat_core(), (Indices{3}));
+  engine.pop();
+  EXPECT_EQ(engine.num_levels(), 0);
+  EXPECT_EQ(check({"(not (= x y))"}), Answer::sat);
+}
+
+// What was learnt of permanent formulas survives levels that come and go.
+TEST_F(EngineLimits, LevelsOnTopLeaveWhatIsLearnt) {
+  assert_pigeons(7, engine);
+  for (int i = 0; i < 400; ++i) assert_text(("(or p (< y " + std::to_string(i) + "))").c_str());
+  engine.push();
+  assert_text("p");
+  EXPECT_EQ(engine.check(), Answer::unsat);
+  const std::uint64_t first = engine.work();
+  engine.pop();
+  EXPECT_EQ(engine.check(), Answer::unsat);
+  EXPECT_LT(engine.work() - first, first / 4);
+}
+
 // ---- misuse ----
 
 TEST_F(EngineLimits, MisuseChangesNothing) {

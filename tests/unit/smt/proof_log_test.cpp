@@ -108,6 +108,49 @@ TEST(ProofLog, StepsKeepTheirOrderAndAntecedentsTheirs) {
   expect_accepted(log, end);
 }
 
+// ==== what is told later ====
+
+// Literals of variable 9 are dropped: what rests on them holds for one conclusion only.
+TEST(ProofLog, LaterConclusionsAreToldByWhatIsNew) {
+  const auto is_guard = [](int literal) { return literal == -9; };
+  ProofLog log;
+  const ProofLog::Id a = log.input(0, {1, 2}), b = log.input(1, {-1, 2}), two = log.rup({2}, {b, a});
+  const ProofLog::Id passing = log.input(2, {-2, -9}), first = log.rup({-9}, {two, passing});
+  const ProofLog::Id again = log.input(3, {-2, -9}), second = log.rup({-9}, {two, again});
+
+  std::ostringstream out;
+  proof::CertificateWriter writer(out);
+  Words words;
+  writer.begin(0);
+  ProofLog::Told told;
+  EXPECT_EQ(log.tell_rest(first, is_guard, words, writer, &told), std::vector<proof::ClauseId>({4, 5}));
+  const std::size_t middle = out.str().size();
+  EXPECT_EQ(log.tell_rest(second, is_guard, words, writer, &told), std::vector<proof::ClauseId>({6, 7}));
+  EXPECT_EQ(out.str().substr(0, middle),
+            "tarku-certificate 1\ncheck 0\nbool 1 p1\nbool 2 p2\ninput 1 0 1 2 0\ninput 2 1 -1 2 0\nrup 3 2 0 2 1\n"
+            "input 4 2 -2 0\nrup 5 0 3 4\nqed 5\n");
+  EXPECT_EQ(out.str().substr(middle), "input 6 3 -2 0\nrup 7 0 3 6\nqed 7\n");
+}
+
+TEST(ProofLog, ACheckerThatStaysForgetsWhatPasses) {
+  const auto is_guard = [](int literal) { return literal == -9; };
+  ProofLog log;
+  const ProofLog::Id two = log.input(0, {2}), passing = log.input(1, {-2, -9}), first = log.rup({-9}, {two, passing});
+  checker::Checker judge;
+  CheckingSink sink(judge);
+  Words words;
+  judge.begin(0);
+  ProofLog::Told told;
+  const std::vector<proof::ClauseId> gone = log.tell_rest(first, is_guard, words, sink, &told);
+  EXPECT_TRUE(judge.is_finished());
+  judge.reopen();
+  EXPECT_FALSE(judge.is_finished());
+  judge.remove(gone);
+  EXPECT_THROW(judge.add_rup(10, {}, {1, 2}), checker::Refused) << "the second clause was that of a level";
+  EXPECT_THROW(judge.finish(3), checker::Refused);
+  EXPECT_NO_THROW(judge.add_rup(11, {2}, {1}));
+}
+
 TEST(ProofLog, SourcesAscendAndAreToldOnce) {
   ProofLog log;
   const ProofLog::Id a = log.input(8, {1, 2}), b = log.input(3, {-1}), c = log.input(8, {-2, 1}), d = log.input(5, {4});
