@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "tarku/termination_test.h"
 
@@ -160,7 +161,10 @@ void BooleanSearch::set_phases() {
   for (const int variable : clauses_.observed()) {
     const int constraint = clauses_.atom(variable).when_true;
     if (constraint == 0 || is_assigned(variable)) continue;
-    clauses_.solver().set_phase(arithmetic_->is_satisfied(constraint) ? variable : -variable);
+    const signed char phase = arithmetic_->is_satisfied(constraint) ? 1 : -1;
+    const auto index = static_cast<std::size_t>(variable);
+    if (index >= phases_.size()) phases_.resize(std::max(index + 1, 2 * phases_.size()));
+    if (std::exchange(phases_[index], phase) != phase) clauses_.solver().set_phase(phase * variable);
   }
 }
 

@@ -115,6 +115,7 @@ class BooleanSearch : private sat::Theory {
   std::vector<std::size_t> starts_;             // where the levels from 1 on begin in it
   std::size_t num_pushed_ = 0;                  // prefix of trail_ that the theory knows
   std::vector<signed char> values_;             // by variable: 1, -1, or 0 when it is not on the trail
+  std::vector<signed char> phases_;             // by variable: what the SAT solver was told last, 0 at first
   std::size_t num_permanent_ = none_permanent;  // prefix of trail_ that is marked so
   std::uint64_t num_checks_ = 0;
   std::uint64_t num_conflicts_ = 0;  // of the theory, ever
