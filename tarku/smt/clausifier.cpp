@@ -380,7 +380,7 @@ void Clausifier::add_alternatives(const Clause& clause, std::vector<Alternatives
   if (is_useful && alternatives.cases.size() > 1) result->push_back(std::move(alternatives));
 }
 
-void Clausifier::add_alternatives_of_values(std::vector<Alternatives>* result) const {
+void Clausifier::take_alternatives_of_values(std::vector<Alternatives>* result) {
   for (const Value& value : values_) {
     Alternatives& alternatives = result->emplace_back();
     for (const bool is_yes : {true, false}) {
@@ -389,6 +389,7 @@ void Clausifier::add_alternatives_of_values(std::vector<Alternatives>* result) c
       constraints.push_back(value.equalities[is_yes ? 0 : 1]);
     }
   }
+  values_.clear();
 }
 
 // ==== chains ====

@@ -45,10 +45,10 @@ class Clausifier {
   // Likewise, of a constraint of the atom table.
   Clause unit_clause(int constraint, bool* holds);
 
-  // The alternatives that a clause stands for when it holds, as far as they are constraints on bounds; and those that
-  // the `ite` terms with values of their own stand for.
+  // The alternatives that a clause stands for when it holds, as far as they are constraints on bounds.
   void add_alternatives(const Clause& clause, std::vector<Alternatives>* result) const;
-  void add_alternatives_of_values(std::vector<Alternatives>* result) const;
+  // Those that `ite` terms with values of their own stand for, of each once.
+  void take_alternatives_of_values(std::vector<Alternatives>* result);
 
   // The literal that stands for a constraint on a bound, made for the theory when there is none.
   int bound_literal(int constraint);

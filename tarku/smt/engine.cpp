@@ -179,11 +179,6 @@ std::size_t Engine::num_permanent_assertions() const {
   return levels_.size() == num_base_levels_ ? assertions_.size() : levels_[num_base_levels_].num_assertions;
 }
 
-std::size_t Engine::num_permanent_formulas() const {
-  const std::size_t num_permanent = num_permanent_assertions();
-  return num_permanent == 0 ? 0 : assertions_[num_permanent - 1].formulas_end;
-}
-
 // Null when it is not in force.
 const Engine::Assertion* Engine::find_assertion(std::uint64_t index) const {
   const auto is_before = [](const Assertion& a, std::uint64_t i) { return static_cast<std::uint64_t>(a.index) < i; };
@@ -302,7 +297,8 @@ void Engine::drop_search() noexcept {
   search_checker_.reset();
   search_.reset();
   for (Level& level : levels_) level.guard = 0;
-  num_clausified_ = num_observed_ = num_named_ = num_tightened_ = 0;
+  tightening_.reset();
+  num_clausified_ = num_observed_ = num_named_ = num_tightened_ = num_held_ = 0;
   units_.clear();
 }
 

@@ -78,6 +78,7 @@ class AnswerRefused : public Exception {
 };
 
 class GuidedArithmetic;
+class Tightening;
 
 class Engine : private BooleanSearch::Base {
  public:
@@ -257,7 +258,6 @@ class Engine : private BooleanSearch::Base {
   Answer search_formulas_as_planned();
   void clausify_new_formulas();
   Clause clause_of(const Formula& formula, bool* holds);
-  std::size_t num_permanent_formulas() const;
   std::size_t num_permanent_assertions() const;
   bool is_permanent(int level) const { return static_cast<std::size_t>(level) <= num_base_levels_; }
   void want_observed_atoms(int level);
@@ -381,13 +381,15 @@ class Engine : private BooleanSearch::Base {
   std::unique_ptr<BooleanSearch> search_;
   std::unique_ptr<SearchChecker> search_checker_;  // of its refutations, with what it has accepted before
   std::size_t num_clausified_ = 0;                 // prefix of formulas_
-  std::size_t num_tightened_ = 0;                  // likewise
-  bool is_clausifying_ = false;                    // in the midst of one
-  std::size_t num_observed_ = 0;                   // atoms of the search that are told
-  std::size_t num_named_ = 0;                      // its atoms and symbols that were compared with the literals
-  std::set<std::pair<int, int>> units_;            // literals of the search that were told it, with their guards
-  std::vector<QNumber> found_values_;              // by variable, of the model that the search has found
-  std::unordered_map<int, bool> found_truths_;     // by Boolean variable, of a model that the guide has found
+  std::unique_ptr<Tightening> tightening_;
+  std::size_t num_tightened_ = 0;               // prefix of formulas_ that it knows
+  std::size_t num_held_ = 0;                    // and of literals_
+  bool is_clausifying_ = false;                 // in the midst of one
+  std::size_t num_observed_ = 0;                // atoms of the search that are told
+  std::size_t num_named_ = 0;                   // its atoms and symbols that were compared with the literals
+  std::set<std::pair<int, int>> units_;         // literals of the search that were told it, with their guards
+  std::vector<QNumber> found_values_;           // by variable, of the model that the search has found
+  std::unordered_map<int, bool> found_truths_;  // by Boolean variable, of a model that the guide has found
   bool has_found_ = false;
 
   std::optional<Answer> answer_;  // of the last check, unless something changed since

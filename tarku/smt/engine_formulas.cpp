@@ -7,7 +7,6 @@
 #include "tarku/lp/proposer.h"
 #include "tarku/smt/engine_internal.h"
 #include "tarku/smt/simplex_arithmetic.h"
-#include "tarku/smt/tightening.h"
 
 namespace tarku::smt {
 
@@ -96,33 +95,30 @@ void Engine::tell_unit(int literal, int assertion, int level) {
   search_->clauses().add_input(static_cast<std::uint64_t>(assertion), {literal}, guard);
 }
 
-// ---- search ----
-
-// Tells the search what all cases of its permanent disjunctions have in common, if there are maxima among them: where
+// Tells the search what all cases of new permanent disjunctions have in common, if there are maxima among them: where
 // there are none it does not pay. Needs: all literals are pushed.
 void Engine::tighten() {
-  const std::size_t end = num_permanent_formulas();
+  const std::size_t num_permanent = num_permanent_assertions();
+  const std::size_t end = num_permanent == 0 ? 0 : assertions_[num_permanent - 1].formulas_end;
   if (num_tightened_ >= end) return;
-  num_tightened_ = end;
+  if (!tightening_) tightening_ = std::make_unique<Tightening>(atoms_, *search_, &limiter_);
   std::vector<Alternatives> alternatives;
-  for (std::size_t i = 0; i < end; ++i) {
+  for (; num_tightened_ < end; ++num_tightened_) {
     bool holds = false;
-    const Clause clause = clause_of(formulas_[i], &holds);
+    const Clause clause = clause_of(formulas_[num_tightened_], &holds);
     if (!holds) search_->clausifier().add_alternatives(clause, &alternatives);
   }
-  search_->clausifier().add_alternatives_of_values(&alternatives);
-  Tightening tightening(atoms_, *search_, &limiter_);
-  for (Alternatives& each : alternatives) tightening.add(std::move(each));
-  if (!tightening.has_maximum()) return;
-  for (const Literal& literal : literals_) {
-    if (!literal.is_arithmetic() || !is_permanent(level_of(literal.constraint()))) continue;
-    tightening.hold(literal.constraint());
-    if (atoms_.bound_of(literal.constraint()).relation == Relation::equal) tightening.add({{{literal.constraint()}}});
+  search_->clausifier().take_alternatives_of_values(&alternatives);
+  for (Alternatives& each : alternatives) tightening_->add(std::move(each));
+  for (; num_held_ < assertions_[num_permanent - 1].literals_end; ++num_held_) {
+    if (literals_[num_held_].is_arithmetic()) tightening_->hold(literals_[num_held_].constraint());
   }
-  tightening.run();
+  tightening_->run();
   want_observed_atoms(0);
   if (!guided_) tell_new_atoms();
 }
+
+// ---- search ----
 
 // An explanation that the SAT solver wants must not be left half done; the search polls between them.
 class Engine::Unpolled {

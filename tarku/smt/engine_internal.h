@@ -11,6 +11,7 @@
 #include "tarku/smt/memory.h"
 #include "tarku/smt/pacing.h"
 #include "tarku/smt/term_assertions.h"
+#include "tarku/smt/tightening.h"
 
 namespace tarku::smt {
 

@@ -57,13 +57,20 @@ struct Tightening::Maximum {
   int is_first, is_second;                // equalities: first = 0, second = 0
 };
 
+void Tightening::hold(int constraint) {
+  table_.hold(constraint);
+  if (atoms_.bound_of(constraint).relation == Relation::equal) equalities_.push_back({{{constraint}}});
+}
+
 void Tightening::run() {
-  bool is_open = true;
+  bool is_open = has_maximum();
   for (int round = 0; is_open && round < max_rounds; ++round) {
     is_open = false;
-    for (Alternatives& alternatives : open_) {
-      poll();
-      is_open = tighten(alternatives) || is_open;
+    for (std::vector<Alternatives>* const group : {&equalities_, &open_}) {
+      for (Alternatives& alternatives : *group) {
+        poll();
+        is_open = tighten(alternatives) || is_open;
+      }
     }
   }
   for (const int fact : facts_) {
@@ -71,6 +78,8 @@ void Tightening::run() {
     search_.learn(fact, test_);
   }
   for (const Alternatives& alternatives : open_) offer(alternatives);
+  facts_.clear();
+  open_.clear();
 }
 
 // As a choice to be decided by the values, if it is a maximum.

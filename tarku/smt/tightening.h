@@ -34,18 +34,17 @@ class Tightening {
       : atoms_(atoms), search_(search), test_(test), table_(atoms) {}
 
   // A constraint that the base of the search holds for good.
-  void hold(int constraint) { table_.hold(constraint); }
+  void hold(int constraint);
   // One of the cases of which holds for good.
   void add(Alternatives alternatives) { open_.push_back(std::move(alternatives)); }
 
-  bool has_maximum() const;
-
-  // Tells the search what follows.
+  // Tells the search what follows from the alternatives that are new, if there are maxima among them.
   void run();
 
  private:
   struct Maximum;
 
+  bool has_maximum() const;
   void offer(const Alternatives& alternatives);
   bool tighten(Alternatives& alternatives);
   bool drop_dead_cases(Alternatives& alternatives);
@@ -75,6 +74,7 @@ class Tightening {
   BooleanSearch& search_;
   TerminationTest* test_;
   IntervalTable table_;
+  std::vector<Alternatives> equalities_;  // that hold, as alternatives of one case
   std::vector<Alternatives> open_;
   std::vector<int> facts_;  // literals
 };
