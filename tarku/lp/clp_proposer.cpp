@@ -99,7 +99,7 @@ struct ClpLibrary {
 };
 
 // How CLP numbers the places of a basis, its answers, and one of its ways to scale.
-enum : int { basic = 1, at_upper = 2, at_lower = 3, fixed = 5 };
+enum : int { nowhere = 0, basic = 1, at_upper = 2, at_lower = 3, fixed = 5 };
 enum : int { optimal = 0, primal_infeasible = 1 };
 constexpr int automatic_scaling = 3;
 constexpr int always_perturb = 50;
@@ -178,6 +178,7 @@ class ClpProposer final : public Proposer {
 
   Proposal search(bool is_primal, int iterations, const TerminationTest* test) {
     clp_.setMaximumIterations(model_, iterations);
+    settle();
     if (!run(is_primal, test)) return {};
     count_iterations();
     Proposal result;
@@ -185,11 +186,11 @@ class ClpProposer final : public Proposer {
     for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
     const auto num_basic = std::count(result.basis.begin(), result.basis.end(), Place::basic);
     if (num_basic != program_.num_rows()) return {};
-    const int status = clp_.status(model_);
-    if (status == optimal) {
+    const int answer = clp_.status(model_);
+    if (answer == optimal) {
       result.claim = Claim::feasible;
       if (!is_zoomed_) keep_values();
-    } else if (status == primal_infeasible) {
+    } else if (answer == primal_infeasible) {
       result.claim = Claim::infeasible;
       result.suspects = suspects(result.basis);
       result.ray = ray();
@@ -199,27 +200,41 @@ class ClpProposer final : public Proposer {
 
   // Programs without costs may be so degenerate that searches take long to get away from a vertex.
   void count_iterations() {
-    constexpr int few = 20, too_many = 100;
+    constexpr int few = 30, many = 300;
     ++num_searches_;
-    num_iterations_ += clp_.numberIterations(model_);
-    if (is_perturbed_ || num_searches_ < few || num_iterations_ < std::int64_t{too_many} * num_searches_) return;
+    if (clp_.numberIterations(model_) > many) ++num_long_searches_;
+    if (is_perturbed_ || num_searches_ < few || num_long_searches_ < num_searches_ / 2) return;
     is_perturbed_ = true;
     clp_.setPerturbation(model_, always_perturb);
   }
 
   // To the basis of the last feasible search: a closer place to begin than where an infeasible one has ended.
   void go_back() {
-    for (int s = 0; s < static_cast<int>(statuses_.size()); ++s) {
-      const int i = s - program_.num_columns();
-      i < 0 ? clp_.setColumnStatus(model_, s, statuses_[static_cast<std::size_t>(s)])
-            : clp_.setRowStatus(model_, i, statuses_[static_cast<std::size_t>(s)]);
+    for (int s = 0; s < static_cast<int>(statuses_.size()); ++s) set_status(s, statuses_[static_cast<std::size_t>(s)]);
+  }
+
+  // Bounds have come and gone since the sides got their places. CLP asserts that none is nowhere that has a bound.
+  void settle() {
+    for (int s = 0; s < program_.num_sides(); ++s) {
+      const int old = status(s);
+      const bool has_lower = lower(s) != -infinity, has_upper = upper(s) != infinity;
+      if (old == basic || (old == at_upper && has_upper)) continue;
+      set_status(s, has_lower ? at_lower : has_upper ? at_upper : nowhere);
     }
+  }
+
+  int status(int s) {
+    const int i = s - program_.num_columns();
+    return i < 0 ? clp_.getColumnStatus(model_, s) : clp_.getRowStatus(model_, i);
+  }
+  void set_status(int s, int status) {
+    const int i = s - program_.num_columns();
+    i < 0 ? clp_.setColumnStatus(model_, s, status) : clp_.setRowStatus(model_, i, status);
   }
 
   void keep_values() {
     statuses_.clear();
-    for (int j = 0; j < program_.num_columns(); ++j) statuses_.push_back(clp_.getColumnStatus(model_, j));
-    for (int i = 0; i < program_.num_rows(); ++i) statuses_.push_back(clp_.getRowStatus(model_, i));
+    for (int s = 0; s < program_.num_sides(); ++s) statuses_.push_back(status(s));
     const double *columns = clp_.primalColumnSolution(model_), *rows = clp_.primalRowSolution(model_);
     values_.assign(columns, columns + program_.num_columns());
     values_.insert(values_.end(), rows, rows + program_.num_rows());
@@ -369,7 +384,7 @@ class ClpProposer final : public Proposer {
   std::vector<double> values_;  // by side, where the last feasible search has ended
   std::vector<int> statuses_;   // likewise, of the basis
   bool is_perturbed_ = false;
-  std::int64_t num_iterations_ = 0, num_searches_ = 0;
+  int num_searches_ = 0, num_long_searches_ = 0;
 };
 
 bool has_coefficients_in_range(const LinearProgram& program) {

@@ -66,10 +66,11 @@ Outcome Guide::look(const TerminationTest* test) {
   has_moved_ = !proposer_.are_values_feasible();
   if (!has_moved_) return {};
   if (Outcome outcome = contradictory_bounds(); outcome.kind != Outcome::Kind::none) return outcome;
-  Proposal proposal = proposer_.propose(Method::dual, iteration_limit(), test);
+  const int limit = 2000 + 5 * program_.num_sides();
+  Proposal proposal = proposer_.propose(Method::dual, limit, test);
   if (proposal.claim != Claim::infeasible) return {};
   if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
-  proposal = proposer_.confirm(iteration_limit(), test);
+  proposal = proposer_.confirm(limit, test);
   if (proposal.claim != Claim::infeasible) return {};
   if (Outcome outcome = conflict_of(proposal.ray); outcome.kind == Outcome::Kind::infeasible) return outcome;
   if (!vertex_.set_basis(program_, proposal.basis, test)) return {};

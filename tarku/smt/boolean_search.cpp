@@ -72,7 +72,7 @@ void BooleanSearch::learn(int literal, TerminationTest* test) {
   if (sat.is_fixed(literal)) return;
   NoArithmetic nothing;
   sat.assume(-literal);
-  sat.limit_decisions(0);
+  sat.limit_decisions(1);
   solve(nothing, {}, test);
 }
 

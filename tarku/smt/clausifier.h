@@ -30,7 +30,7 @@ namespace tarku::smt {
 // At least one of the cases holds: the constraints in it all hold.
 struct Alternatives {
   std::vector<std::vector<int>> cases;
-  bool is_relaxed = false;
+  bool is_relaxed = false, is_limited = false;  // if it is a maximum: what is known of it has been told
 };
 
 class Clausifier {

@@ -277,6 +277,7 @@ class Engine : private BooleanSearch::Base {
   bool is_guidance_possible() const;
   bool seek_guidance();
   void tighten();
+  void add_common_facts(std::size_t end, std::size_t literals_end);
   void foresee_new_atoms();
   bool read_boolean_literals();
   void set_guided_conflict(std::vector<proof::Refutation::Summand> sum);

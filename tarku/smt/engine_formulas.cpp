@@ -101,6 +101,15 @@ void Engine::tighten() {
   const std::size_t num_permanent = num_permanent_assertions();
   const std::size_t end = num_permanent == 0 ? 0 : assertions_[num_permanent - 1].formulas_end;
   if (num_tightened_ >= end) return;
+  is_clausifying_ = true;
+  add_common_facts(end, assertions_[num_permanent - 1].literals_end);
+  is_clausifying_ = false;
+  want_observed_atoms(0);
+  if (!guided_) tell_new_atoms();
+}
+
+// Of the formulas and literals up to these ends.
+void Engine::add_common_facts(std::size_t end, std::size_t literals_end) {
   if (!tightening_) tightening_ = std::make_unique<Tightening>(atoms_, *search_, &limiter_);
   std::vector<Alternatives> alternatives;
   for (; num_tightened_ < end; ++num_tightened_) {
@@ -110,12 +119,10 @@ void Engine::tighten() {
   }
   search_->clausifier().take_alternatives_of_values(&alternatives);
   for (Alternatives& each : alternatives) tightening_->add(std::move(each));
-  for (; num_held_ < assertions_[num_permanent - 1].literals_end; ++num_held_) {
+  for (; num_held_ < literals_end; ++num_held_) {
     if (literals_[num_held_].is_arithmetic()) tightening_->hold(literals_[num_held_].constraint());
   }
   tightening_->run();
-  want_observed_atoms(0);
-  if (!guided_) tell_new_atoms();
 }
 
 // ---- search ----

@@ -102,12 +102,12 @@ bool Tightening::has_maximum() const {
 bool Tightening::tighten(Alternatives& alternatives) {
   if (alternatives.cases.empty()) return false;
   bool has_changed = drop_dead_cases(alternatives);
-  if (!alternatives.is_relaxed) {
+  if (!alternatives.is_limited) {
     if (const std::optional<Maximum> maximum = find_maximum(alternatives)) {
       const int decisive = atoms_.bound_of(maximum->when_first).variable;
       has_changed = narrow_sum(decisive) || has_changed;
       has_changed = drop_dead_cases(alternatives) || has_changed;
-      if (alternatives.cases.size() == 2 && relax(*maximum)) alternatives.is_relaxed = has_changed = true;
+      has_changed = (alternatives.cases.size() == 2 && relax(*maximum, alternatives)) || has_changed;
     }
   }
   return narrow_hull(alternatives) || has_changed;
@@ -315,10 +315,18 @@ QNumber Tightening::factor_of(int constraint, const VariableSum& sum) const {
   return sum.at(variable) / table_.sum_of(constraint).at(variable);
 }
 
-// False as long as the difference has no bounds.
-bool Tightening::relax(const Maximum& m) {
+// False when nothing is new: a maximum is limited from above as soon as the difference has bounds.
+bool Tightening::relax(const Maximum& m, Alternatives& alternatives) {
   const int variable = atoms_.bound_of(m.when_first).variable;
-  if (!table_.end(variable, false) || !table_.end(variable, true)) return false;
+  const bool is_new = !std::exchange(alternatives.is_relaxed, true);
+  if (is_new) limit_from_below(m);
+  if (!table_.end(variable, false) || !table_.end(variable, true)) return is_new;
+  limit_from_above(m);
+  return alternatives.is_limited = true;
+}
+
+// The maximum is at least each of both.
+void Tightening::limit_from_below(const Maximum& m) {
   const auto add = [this](LemmaSum& lemma, int constraint, const VariableSum& sum, const QNumber& factor) {
     if (!factor.is_zero()) lemma.add(constraint, factor_of(constraint, sum) * factor);
   };
@@ -331,11 +339,10 @@ bool Tightening::relax(const Maximum& m) {
     add(lemma, is_first ? m.when_second : m.when_first, m.difference, QNumber(is_first ? 1 : -1));
     if (add_lemma(lemma)) add_fact(fact);
   }
-  return limit_maximum(m), true;
 }
 
 // second <= slope * difference + room, the line through the greatest value of each case, or just above it.
-void Tightening::limit_maximum(const Maximum& m) {
+void Tightening::limit_from_above(const Maximum& m) {
   const int variable = atoms_.bound_of(m.when_first).variable;
   const QNumber factor = factor_of(m.when_first, m.difference);
   const bool is_turned = factor.is_negative();

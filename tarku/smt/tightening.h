@@ -60,8 +60,9 @@ class Tightening {
   std::optional<Limit> limit_in_case(const std::vector<int>& constraints, int variable, bool is_upper) const;
   std::optional<Maximum> find_maximum(const Alternatives& alternatives) const;
   QNumber factor_of(int constraint, const VariableSum& sum) const;
-  bool relax(const Maximum& maximum);
-  void limit_maximum(const Maximum& maximum);
+  bool relax(const Maximum& maximum, Alternatives& alternatives);
+  void limit_from_below(const Maximum& maximum);
+  void limit_from_above(const Maximum& maximum);
 
   bool is_progress(int variable, bool is_upper, const QNumber& value) const;
   QNumber rounded(int variable, const QNumber& value, bool is_upper) const;
