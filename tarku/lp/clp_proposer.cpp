@@ -198,9 +198,10 @@ class ClpProposer final : public Proposer {
     return result;
   }
 
-  // Programs without costs may be so degenerate that searches take long to get away from a vertex.
+  // A program without costs and with many columns is so degenerate that searches take long to get away from a vertex.
   void count_iterations() {
-    constexpr int few = 30, many = 300;
+    constexpr int few = 20, many = 100;
+    if (program_.num_columns() < program_.num_rows()) return;
     ++num_searches_;
     if (clp_.numberIterations(model_) > many) ++num_long_searches_;
     if (is_perturbed_ || num_searches_ < few || num_long_searches_ < num_searches_ / 2) return;

@@ -50,7 +50,20 @@ class LinearProgram {
     set_terms(num_rows() - 1, std::move(terms));
     return static_cast<int>(rows_.size()) - 1;
   }
-  // Likewise.
+  // Adds a row that makes a new column the sum of the terms, which are of older columns.
+  int add_definition(std::vector<Term> terms) {
+    const int column = add_column();
+    terms.push_back({column, QNumber(-1)});
+    const int row_index = add_row(std::move(terms));
+    row(row_index) = {Bound{}, Bound{}};
+    definitions_.push_back({column, row_index});
+    return column;
+  }
+  struct Definition {
+    int column, row;
+  };
+  const std::vector<Definition>& definitions() const { return definitions_; }
+  // As of add_row.
   void set_terms(int i, std::vector<Term> terms) {
     double magnitude = 0;
     for (const Term& term : terms) magnitude = std::max(magnitude, std::abs(term.coeff.to_double()));
@@ -103,6 +116,7 @@ class LinearProgram {
   std::vector<std::vector<Term>> terms_;  // of rows
   std::vector<int> exponents_;            // likewise
   std::vector<Side> permanent_;
+  std::vector<Definition> definitions_;
 };
 
 }  // namespace tarku::lp

@@ -19,7 +19,39 @@ QNumber to_qnumber(const Integer& value) {
   return QNumber::from_fraction(value.z(), one.z());
 }
 
-// The largest of the multipliers is rounded to so many bits, the others to as many places.
+// Rows, being added up.
+class RowSum {
+ public:
+  explicit RowSum(const LinearProgram& program)
+      : program_(program), rest_(static_cast<std::size_t>(program.num_columns())) {}
+
+  void add(int row, const Integer& factor) {
+    if (factor.is_zero()) return;
+    sum_.emplace_back(program_.num_columns() + row, to_qnumber(factor));
+    for (const Term& term : program_.terms(row)) {
+      term.coeff.get_fraction(numerator_.z(), denominator_.z());
+      mpz_submul(rest_[static_cast<std::size_t>(term.column)].z(), factor.z(), numerator_.z());
+    }
+  }
+  // What of a column would be missing to zero.
+  const Integer& rest(int column) const { return rest_[static_cast<std::size_t>(column)]; }
+
+  ZeroSum take() {
+    for (int j = 0; j < program_.num_columns(); ++j) {
+      if (!rest(j).is_zero()) sum_.emplace_back(j, to_qnumber(rest(j)));
+    }
+    return std::move(sum_);
+  }
+
+ private:
+  const LinearProgram& program_;
+  ZeroSum sum_;
+  std::vector<Integer> rest_;  // by column
+  Integer numerator_, denominator_;
+};
+
+// The largest of the multipliers is rounded to so many bits, the others to as many places. Defined columns, which have
+// no bounds, vanish: their definitions are added as often as that takes.
 ZeroSum zero_sum(const LinearProgram& program, const std::vector<Multiplier>& ray, int bits) {
   double largest = 0;
   int last_exponent = 0;
@@ -27,26 +59,23 @@ ZeroSum zero_sum(const LinearProgram& program, const std::vector<Multiplier>& ra
     largest = std::max(largest, std::abs(m.factor));
     last_exponent = std::max(last_exponent, program.exponent(m.row));
   }
-  ZeroSum sum;
-  if (!(largest > 0) || !std::isfinite(largest)) return sum;
-  std::vector<Integer> columns(static_cast<std::size_t>(program.num_columns()));
-  Integer factor, num, den, product;
+  if (!(largest > 0) || !std::isfinite(largest)) return {};
+  std::vector<bool> is_definition(static_cast<std::size_t>(program.num_rows()));
+  for (const LinearProgram::Definition& d : program.definitions())
+    is_definition[static_cast<std::size_t>(d.row)] = true;
+  RowSum sum(program);
+  Integer factor;
   for (const Multiplier& m : ray) {
-    const double rounded = std::nearbyint(std::ldexp(m.factor, bits - std::ilogb(largest)));
-    if (rounded == 0) continue;
-    mpz_set_d(factor.z(), rounded);
+    if (is_definition[static_cast<std::size_t>(m.row)]) continue;
+    mpz_set_d(factor.z(), std::nearbyint(std::ldexp(m.factor, bits - std::ilogb(largest))));
     mpz_mul_2exp(factor.z(), factor.z(), static_cast<mp_bitcnt_t>(last_exponent - program.exponent(m.row)));
-    sum.emplace_back(program.num_columns() + m.row, to_qnumber(factor));
-    for (const Term& term : program.terms(m.row)) {
-      term.coeff.get_fraction(num.z(), den.z());
-      mpz_submul(columns[static_cast<std::size_t>(term.column)].z(), factor.z(), num.z());
-    }
+    sum.add(m.row, factor);
   }
-  for (int j = 0; j < program.num_columns(); ++j) {
-    const Integer& rest = columns[static_cast<std::size_t>(j)];
-    if (!rest.is_zero()) sum.emplace_back(j, to_qnumber(rest));
+  for (const LinearProgram::Definition& d : program.definitions()) {
+    mpz_neg(factor.z(), sum.rest(d.column).z());
+    sum.add(d.row, factor);
   }
-  return sum;
+  return sum.take();
 }
 
 class Contradiction {

@@ -128,11 +128,7 @@ std::optional<ConjunctionGuide::Multiple> ConjunctionGuide::as_multiple(const At
 // A column that equals the row; no constraint has to say so.
 int ConjunctionGuide::definition_of(LongRow& row) {
   if (row.column != no_side) return row.column;
-  row.column = program_.add_column();
-  std::vector<lp::Term> terms = program_.terms(row.row);
-  terms.push_back({row.column, QNumber(-1)});
-  const int definition = program_.add_row(std::move(terms));
-  program_.row(definition) = {lp::Bound{}, lp::Bound{}};
+  row.column = program_.add_definition(program_.terms(row.row));
   program_.set_terms(row.row, {{row.column, QNumber(1)}});
   return row.column;
 }
