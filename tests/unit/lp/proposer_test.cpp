@@ -151,6 +151,140 @@ TEST_F(ProposerTest, TinyDifferencesAreDecided) {
   EXPECT_EQ(decide(corner(QNumber(2) - tiny)), Kind::infeasible);
 }
 
+// ---- looking, while bounds come and go ----
+
+QNumber power(long base, int exponent) {
+  QNumber result(1);
+  for (int i = 0; i < exponent; ++i) result *= QNumber(base);
+  return result;
+}
+
+// x + y >= 3 and x - y <= 1, where x and y lie in [0, 4].
+LinearProgram small_program() {
+  return program({between(0, 4), between(0, 4)}, {{{{0, 1}, {1, 1}}, at_least(3)}, {{{0, 1}, {1, -1}}, at_most(1)}});
+}
+
+void set_side(LinearProgram& p, Proposer& proposer, int side, const Side& bounds) {
+  p.side(side) = bounds;
+  proposer.refresh(side);
+}
+
+TEST_F(ProposerTest, ValuesAreThoseOfTheLastFeasibleSearch) {
+  LinearProgram p = small_program();
+  const std::unique_ptr<Proposer> proposer = make_proposer(p);
+  EXPECT_FALSE(proposer->are_values_feasible());  // there are none yet
+  EXPECT_EQ(proposer->value(0), 0);
+  ASSERT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+  EXPECT_TRUE(proposer->are_values_feasible());
+  std::vector<double> values;
+  for (int s = 0; s < p.num_sides(); ++s) values.push_back(proposer->value(s));
+  EXPECT_NEAR(values[2], values[0] + values[1], 1e-6);
+  EXPECT_NEAR(values[3], values[0] - values[1], 1e-6);
+
+  set_side(p, *proposer, 2, at_least(9));
+  EXPECT_FALSE(proposer->are_values_feasible());
+  ASSERT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::infeasible);
+  for (int s = 0; s < p.num_sides(); ++s) EXPECT_EQ(proposer->value(s), values[static_cast<std::size_t>(s)]);
+  EXPECT_FALSE(proposer->are_values_feasible());
+  set_side(p, *proposer, 2, at_least(3));
+  EXPECT_TRUE(proposer->are_values_feasible());
+}
+
+TEST_F(ProposerTest, ValuesOfRowsWithLargeCoefficients) {
+  const QNumber large(1L << 40);
+  LinearProgram p = program({exactly(3), exactly(1)}, {{{{0, large}, {1, large}}, at_least(large)}});
+  const std::unique_ptr<Proposer> proposer = make_proposer(p);
+  ASSERT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+  EXPECT_NEAR(proposer->value(2), 4 * large.to_double(), 1);
+}
+
+TEST_F(ProposerTest, ClaimsOfInfeasibilityAreConfirmed) {
+  LinearProgram p = small_program();
+  const std::unique_ptr<Proposer> proposer = make_proposer(p);
+  ASSERT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+  set_side(p, *proposer, 2, at_least(9));
+  ASSERT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::infeasible);
+  const Proposal confirmed = proposer->confirm(1000, nullptr);
+  EXPECT_EQ(confirmed.claim, Claim::infeasible);
+  EXPECT_EQ(std::count(confirmed.basis.begin(), confirmed.basis.end(), Place::basic), p.num_rows());
+  set_side(p, *proposer, 2, at_least(7));
+  EXPECT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+}
+
+// The feasible search leaves a free column without a place; the next ones ask for a bound on it.
+TEST_F(ProposerTest, AFreeColumnGetsALargeBound) {
+  const QNumber large = power(10, 19) * QNumber(5);
+  LinearProgram p = program({between(0, 1), free_side(), free_side(), free_side()}, {{{{0, 1}, {2, -1}}, free_side()},
+                                                                                     {{{1, 1}, {0, -1}}, free_side()},
+                                                                                     {{{1, 1}, {2, -1}}, free_side()},
+                                                                                     {{{3, 1}, {2, -1}}, free_side()}});
+  const std::unique_ptr<Proposer> proposer = make_proposer(p);
+  EXPECT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+  set_side(p, *proposer, 7, below(0));
+  set_side(p, *proposer, 3, above(0));
+  EXPECT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+  set_side(p, *proposer, 6, below(0));
+  set_side(p, *proposer, 4, below(0));
+  set_side(p, *proposer, 5, at_most(0));
+  set_side(p, *proposer, 1, above(large));
+  EXPECT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::infeasible);
+  set_side(p, *proposer, 4, at_least(0));
+  set_side(p, *proposer, 1, at_most(large));
+  EXPECT_EQ(proposer->propose(Method::dual, 1000, nullptr).claim, Claim::feasible);
+}
+
+// What was bounded by nothing when a search ended is bounded when the next one begins, and the other way round; by
+// large numbers, too.
+TEST_F(ProposerTest, SidesThatAreBoundedNowAndThen) {
+  test::RandomPrograms random(43);
+  const QNumber large = power(10, 19);
+  int num_claims = 0;
+  for (int round = 0; round < 150; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    LinearProgram p = random(random.pick(2, 4), random.pick(2, 4));
+    const std::unique_ptr<Proposer> proposer = make_proposer(p);
+    for (int step = 0; step < 20; ++step) {
+      for (int i = random.pick(1, 3); i > 0; --i) {
+        Side side = random.pick(0, 1) == 0 ? free_side() : random.side(true);
+        if (side.lower && random.pick(0, 2) == 0) side.lower->value *= large;
+        if (side.upper && random.pick(0, 2) == 0) side.upper->value *= large;
+        set_side(p, *proposer, random.pick(0, p.num_sides() - 1), side);
+      }
+      num_claims += proposer->propose(Method::dual, 1000, nullptr).claim == Claim::none ? 0 : 1;
+    }
+  }
+  EXPECT_GT(num_claims, 2000);
+}
+
+// The claims of one proposer, as bounds of a program come and go, and what a guide makes of them.
+TEST_F(ProposerTest, RandomChangesOfBounds) {
+  test::RandomPrograms random(37);
+  int num_looks = 0, num_conflicts = 0, num_unmoved = 0;
+  for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    LinearProgram p = random(random.pick(2, 3), random.pick(1, 2));
+    const std::unique_ptr<Proposer> proposer = make_proposer(p);
+    Guide guide(p, *proposer);
+    for (int step = 0; step < 20; ++step) {
+      const int side = random.pick(0, p.num_sides() - 1);
+      p.side(side) = random.side(true);
+      guide.refresh(side);
+      const Outcome outcome = guide.look(nullptr);
+      EXPECT_NE(outcome.kind, Kind::feasible);
+      EXPECT_EQ(test::offence(p, outcome), "");
+      ++num_looks;
+      num_conflicts += outcome.kind == Kind::infeasible ? 1 : 0;
+      num_unmoved += guide.has_moved() ? 0 : 1;
+      EXPECT_TRUE(guide.has_moved() || proposer->are_values_feasible());
+      if (step % 5 != 0) continue;
+      const Outcome decided = guide.decide(nullptr);
+      EXPECT_EQ(test::offence(p, decided), "");
+    }
+  }
+  EXPECT_GT(num_conflicts, num_looks / 10);
+  EXPECT_GT(num_unmoved, num_looks / 20);
+}
+
 // ---- degenerate and empty programs ----
 
 TEST_F(ProposerTest, ProgramsWithoutRows) {
@@ -191,12 +325,6 @@ TEST_F(ProposerTest, ManyEqualRows) {
 }
 
 // ---- numbers that a floating-point number cannot hold ----
-
-QNumber power(long base, int exponent) {
-  QNumber result(1);
-  for (int i = 0; i < exponent; ++i) result *= QNumber(base);
-  return result;
-}
 
 TEST_F(ProposerTest, LargeAndSmallNumbers) {
   for (const int exponent : {10, 20, 40, 100, 300, 400, 1000}) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
 #include <string>
@@ -671,6 +672,103 @@ TEST(Clausifier, RandomSequences) {
     }
     if (HasFailure()) return;
   }
+}
+
+// ==== alternatives ====
+
+// A constraint in short: `v1<=3` for variables in the order in which they came.
+std::string show_constraint(const AtomTable& atoms, int constraint) {
+  static const std::map<Relation, const char*> signs = {{Relation::less, "<"},    {Relation::less_equal, "<="},
+                                                        {Relation::greater, ">"}, {Relation::greater_equal, ">="},
+                                                        {Relation::equal, "="},   {Relation::distinct, "!="}};
+  const AtomTable::Bound& bound = atoms.bound_of(constraint);
+  const int row = atoms.row_of(bound.variable);
+  std::string name;
+  if (row < 0) name = "v" + std::to_string(bound.variable);
+  for (std::uint32_t i = 0; row >= 0 && i < atoms.rows()[static_cast<std::size_t>(row)].count; ++i) {
+    const Monomial& m = atoms.monomials(atoms.rows()[static_cast<std::size_t>(row)])[i];
+    name += (i == 0 ? "" : "+") + m.coeff.to_str() + "v" + std::to_string(atoms.find_variable(m.leaf));
+  }
+  return name + signs.at(bound.relation) + bound.value.to_str();
+}
+
+// Cases are separated by bars, all in alphabetical order; x, y and z are the variables 1, 2 and 3.
+Lines alternatives(const std::string& formula, bool polarity = true) {
+  Session s;
+  for (const char* name : {"x", "y", "z"}) s.atoms.variable(s.text(name));
+  bool holds = false;
+  const Clause clause = s.clausifier.clause(s.text(formula), polarity, &holds);
+  std::vector<Alternatives> all;
+  s.clausifier.add_alternatives(clause, &all);
+  s.clausifier.add_alternatives_of_values(&all);
+  Lines result;
+  for (const Alternatives& each : all) {
+    EXPECT_FALSE(each.is_relaxed);
+    std::set<std::string> cases;
+    for (const std::vector<int>& constraints : each.cases) {
+      std::set<std::string> shown;
+      for (const int constraint : constraints) shown.insert(show_constraint(s.atoms, constraint));
+      cases.insert(std::accumulate(shown.begin(), shown.end(), std::string(),
+                                   [](const std::string& a, const std::string& b) { return a + b + " "; }));
+    }
+    result.push_back(std::accumulate(cases.begin(), cases.end(), std::string(),
+                                     [](const std::string& a, const std::string& b) { return a + "| " + b; }));
+  }
+  return result;
+}
+
+TEST(Clausifier, AlternativesOfDisjunctions) {
+  EXPECT_EQ(alternatives("(or (<= x 1) (>= y 2))"), Lines({"| v1<=1 | v2>=2 "}));
+  EXPECT_EQ(alternatives("(or (<= x 1) (not (>= y 2)))"), Lines({"| v1<=1 | v2<2 "}));
+  EXPECT_EQ(alternatives("(and (<= x 1) (>= y 2))", false), Lines({"| v1>1 | v2<2 "}));
+  EXPECT_EQ(alternatives("(or (= x 1) (= y 2) (= z 3))"), Lines({"| v1=1 | v2=2 | v3=3 "}));
+  EXPECT_EQ(alternatives("(or (and (<= x 1) (= y 2)) (> x 1))"), Lines({"| v1<=1 v2=2 | v1>1 "}));
+}
+
+// A case of which nothing can be said makes all the others useless; part of a case may stay unsaid.
+TEST(Clausifier, AlternativesThatSayNothing) {
+  EXPECT_EQ(alternatives("(or (<= x 1) p)"), Lines());
+  EXPECT_EQ(alternatives("(or (<= x 1) (distinct y 2))"), Lines());
+  EXPECT_EQ(alternatives("(or (<= x 1) (and (<= y 2) p))"), Lines({"| v1<=1 | v2<=2 "}));
+  EXPECT_EQ(alternatives("(<= x 1)"), Lines());
+  EXPECT_EQ(alternatives("p"), Lines());
+}
+
+TEST(Clausifier, AlternativesOfChoices) {
+  EXPECT_EQ(alternatives("(ite (>= x 0) (= y 1) (= y 2))"), Lines({"| v1<0 v2=2 | v1>=0 v2=1 "}));
+  EXPECT_EQ(alternatives("(ite (>= x 0) (< y 1) (< y 2))", false), Lines({"| v1<0 v2>=2 | v1>=0 v2>=1 "}));
+  EXPECT_EQ(alternatives("(ite p (= y 1) (= y 2))"), Lines({"| v2=1 | v2=2 "}));
+}
+
+// All parts of a conjunction hold when it does.
+TEST(Clausifier, AlternativesOfSeveralChoices) {
+  EXPECT_EQ(alternatives("(and (ite (>= x 0) (= y 1) (= y 2)) (ite (>= y 2) (= z 0) (= z x)))"),
+            Lines({"| 1v1+-1v3=0 v2<2 | v2>=2 v3=0 ", "| v1<0 v2=2 | v1>=0 v2=1 "}));
+}
+
+TEST(Clausifier, AlternativesOfEqualitiesWithValues) {
+  EXPECT_EQ(alternatives("(= y (ite (>= x 0) x 0))"), Lines({"| 1v1+-1v2=0 v1>=0 | v1<0 v2=0 "}));
+  EXPECT_EQ(alternatives("(= y (ite (not (>= x 0)) 0 x))"), Lines({"| 1v1+-1v2=0 v1>=0 | v1<0 v2=0 "}));
+}
+
+// An `ite` with a Real variable of its own, the fourth here.
+TEST(Clausifier, AlternativesOfValues) {
+  EXPECT_EQ(alternatives("(<= (+ y (ite (>= x 0) x 0)) 1)"), Lines({"| 1v1+-1v4=0 v1>=0 | v1<0 v4=0 "}));
+  EXPECT_EQ(alternatives("(<= (+ y (ite p x z)) 1)"), Lines({"| 1v1+-1v4=0 | 1v3+-1v4=0 "}));
+}
+
+// The literal of a constraint that no formula has brought up is made, and linked with its neighbours.
+TEST(Clausifier, LiteralsForBoundsOfTheTheory) {
+  Session s;
+  const int three = s.literal("(<= x 3)");
+  s.recorder.news();
+  const int x = s.atoms.find_variable(s.text("x"));
+  const int five = s.clausifier.bound_literal(s.atoms.add_bound(x, Relation::less_equal, QNumber(5)));
+  EXPECT_EQ(s.recorder.news(), Lines({show({-three, five})}));
+  EXPECT_EQ(s.clausifier.bound_literal(s.atoms.add_bound(x, Relation::greater, QNumber(5))), -five);
+  EXPECT_EQ(s.clausifier.bound_literal(s.atoms.add_bound(x, Relation::less_equal, QNumber(3))), three);
+  EXPECT_EQ(s.recorder.news(), Lines());
+  EXPECT_EQ(s.recorder.observed.count(five), 1u);
 }
 
 }  // namespace

@@ -209,6 +209,139 @@ TEST_F(ConjunctionGuideTest, CoefficientsThatNoFloatingPointNumberHolds) {
   EXPECT_NE(decide(), Kind::feasible);
 }
 
+// ---- rows that differ by little ----
+
+// The sum of v0 .. v(n-1), each with `factor` times a coefficient of its own, and what else is given.
+std::string long_sum(int n, int factor, const std::string& more = "") {
+  std::string result = "(+";
+  for (int i = 0; i < n; ++i) {
+    result += " (* " + std::to_string(factor * (2 * (i % 5) - 5)) + " v" + std::to_string(i) + ")";
+  }
+  return result + more + ")";
+}
+
+// A row with many terms, multiples of it with little more, and one that lacks a term of it.
+TEST_F(ConjunctionGuideTest, LongRowsAreShared) {
+  for (const int n : {15, 16, 40}) {
+    SCOPED_TRACE(n);
+    constraints.clear();
+    asserted.clear();
+    add("(>= " + long_sum(n, 1) + " 1)");
+    add("(<= " + long_sum(n, 1, " x") + " 3)");
+    add("(>= " + long_sum(n, -2, " (* 3 y) (* 5 v3)") + " 4)");
+    add("(<= " + long_sum(n - 1, 1, " z") + " 7)");
+    add("(= " + long_sum(n, 3, " (* -1 v1) (* 2 x)") + " 5)");
+    EXPECT_EQ(decide(), Kind::feasible);
+    add("(> x 2)");  // 1 + x <= 3
+    EXPECT_EQ(decide(), Kind::infeasible);
+    EXPECT_EQ(conflict_constraints(), (std::set<int>{constraints[0], constraints[1], constraints.back()}));
+  }
+}
+
+// The sum and its negative are one slack; a bound on it from either side has its part.
+TEST_F(ConjunctionGuideTest, BoundsOnASharedRowItself) {
+  add("(<= " + long_sum(20, 1, " x") + " 3)");
+  add("(>= " + long_sum(20, 1, " y") + " 3)");
+  add("(= " + long_sum(20, -1) + " 2)");
+  EXPECT_EQ(decide(), Kind::feasible);
+  add("(< y x)");
+  EXPECT_EQ(decide(), Kind::infeasible);
+}
+
+// A row that comes later finds those of earlier questions, and takes their answers away.
+TEST_F(ConjunctionGuideTest, SharedRowsThatComeLater) {
+  for (const std::string& t :
+       {"(>= " + long_sum(20, 1) + " 1)", "(<= " + long_sum(20, 1, " x") + " 3)", std::string("(>= x 2)"),
+        "(>= " + long_sum(20, 2, " y") + " 9)", std::string("(<= y 6)")}) {
+    add(t);
+  }
+  ConjunctionGuide guide(atoms);
+  const auto decide_with = [&](int i) {
+    guide.add(constraints[static_cast<std::size_t>(i)]);
+    return guide.decide(nullptr);
+  };
+  EXPECT_EQ(decide_with(0), Kind::feasible);
+  guide.mark_permanent();
+  EXPECT_EQ(decide_with(1), Kind::feasible);
+  EXPECT_EQ(decide_with(2), Kind::feasible);
+  EXPECT_EQ(decide_with(3), Kind::feasible);
+  EXPECT_EQ(decide_with(4), Kind::infeasible);  // the sum is 1, and twice that and 6 are less than 9
+  guide.remove_last();
+  EXPECT_EQ(guide.decide(nullptr), Kind::feasible);
+}
+
+TEST_F(ConjunctionGuideTest, RandomRowsThatDifferByLittle) {
+  std::mt19937 random(7);
+  const auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+  int num_feasible = 0, num_infeasible = 0;
+  for (int round = 0; round < 100; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    constraints.clear();
+    asserted.clear();
+    for (int i = 0; i < 20; ++i) add("(<= " + std::to_string(-pick(0, 3)) + " v" + std::to_string(i) + ")");
+    for (int i = pick(3, 8); i > 0; --i) {
+      std::string more;
+      for (int j = pick(0, 3); j > 0; --j) {
+        more += " (* " + std::to_string(pick(1, 5)) + " v" + std::to_string(pick(0, 22)) + ")";
+      }
+      static const char* const relations[] = {">=", "<=", "=", "<"};
+      const int factors[] = {1, -1, 2, 3};
+      add(std::string("(") + relations[pick(0, 3)] + " " +
+          long_sum(pick(0, 3) == 0 ? 19 : 20, factors[pick(0, 3)], more) + " " + std::to_string(pick(-4, 4)) + ")");
+    }
+    const Kind found = decide();
+    num_feasible += found == Kind::feasible ? 1 : 0;
+    num_infeasible += found == Kind::infeasible ? 1 : 0;
+    Engine engine(terms);
+    for (const Term t : asserted) engine.assert_term(t);
+    if (found == Kind::none) continue;
+    EXPECT_EQ(engine.check() == Answer::sat, found == Kind::feasible);
+  }
+  EXPECT_GT(num_feasible, 10);
+  EXPECT_GT(num_infeasible, 10);
+}
+
+// ---- bounds that come and go ----
+
+TEST_F(ConjunctionGuideTest, ConflictsRestOnPermanentBoundsWhereTheyCan) {
+  for (const char* t : {"(<= x 2)", "(<= y 2)", "(<= x 1)", "(<= y 1)", "(>= (+ x y) 5)", "(>= (+ x y) 3)"}) add(t);
+  ConjunctionGuide guide(atoms);
+  const auto constraint = [&](int i) { return constraints[static_cast<std::size_t>(i)]; };
+  for (const int each : constraints) guide.foresee(each);
+  for (const int i : {0, 1}) guide.add(constraint(i));
+  guide.mark_permanent();
+  for (const int i : {2, 3, 4}) EXPECT_TRUE(guide.add(constraint(i)));
+  const auto look = [&] {
+    EXPECT_EQ(guide.look(nullptr), Kind::infeasible);
+    std::set<int> result;
+    for (const Summand& summand : guide.conflict()) result.insert(summand.constraint);
+    return result;
+  };
+  EXPECT_EQ(look(), (std::set<int>{constraint(0), constraint(1), constraint(4)}));
+  guide.remove_last();
+  EXPECT_TRUE(guide.add(constraint(5)));
+  EXPECT_EQ(look().size(), 3u);  // 2 + 2 is not less than 3, 2 + 1 neither
+  EXPECT_EQ(look().count(constraint(0)) + look().count(constraint(1)), 0u);
+  guide.forget_permanent();
+  guide.remove_last();
+  guide.add(constraint(4));
+  EXPECT_EQ(look(), (std::set<int>{constraint(2), constraint(3), constraint(4)}));
+}
+
+TEST_F(ConjunctionGuideTest, BoundsThatContradictEachOtherAreSeenAtOnce) {
+  for (const char* t : {"(<= (+ x y) 1)", "(>= (+ x y) 1)", "(> (+ x y) 1)", "(= (+ x y) 2)"}) add(t);
+  ConjunctionGuide guide(atoms);
+  EXPECT_TRUE(guide.add(constraints[0]));
+  EXPECT_TRUE(guide.add(constraints[1]));
+  for (const std::size_t i : {2, 3}) {
+    EXPECT_FALSE(guide.add(constraints[i]));
+    conflict = guide.conflict();
+    EXPECT_EQ(conflict_constraints(), (std::set<int>{constraints[0], constraints[i]}));
+    guide.remove_last();
+  }
+  EXPECT_EQ(guide.decide(nullptr), Kind::feasible);
+}
+
 // ---- the engine that asks it ----
 
 class GuidedEngineTest : public testing::Test {
