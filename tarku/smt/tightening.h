@@ -38,13 +38,14 @@ class Tightening {
   // One of the cases of which holds for good.
   void add(Alternatives alternatives) { open_.push_back(std::move(alternatives)); }
 
-  // Tells the search what follows from the alternatives that are new, if there are maxima among them.
+  // Whether there are maxima among the alternatives that are new.
+  bool has_maximum() const;
+  // Tells the search what follows from those, if there are.
   void run();
 
  private:
   struct Maximum;
 
-  bool has_maximum() const;
   void offer(const Alternatives& alternatives);
   bool tighten(Alternatives& alternatives);
   bool drop_dead_cases(Alternatives& alternatives);

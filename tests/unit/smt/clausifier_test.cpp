@@ -700,7 +700,7 @@ Lines alternatives(const std::string& formula, bool polarity = true) {
   const Clause clause = s.clausifier.clause(s.text(formula), polarity, &holds);
   std::vector<Alternatives> all;
   s.clausifier.add_alternatives(clause, &all);
-  s.clausifier.add_alternatives_of_values(&all);
+  s.clausifier.take_alternatives_of_values(&all);
   Lines result;
   for (const Alternatives& each : all) {
     EXPECT_FALSE(each.is_relaxed);

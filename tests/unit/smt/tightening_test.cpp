@@ -124,12 +124,9 @@ class Problem : private BooleanSearch::Base, private LiteralSink {
   void gather() {
     std::vector<Alternatives> alternatives;
     for (const Clause& clause : clauses_) search_.clausifier().add_alternatives(clause, &alternatives);
-    search_.clausifier().add_alternatives_of_values(&alternatives);
+    search_.clausifier().take_alternatives_of_values(&alternatives);
     for (Alternatives& each : alternatives) tightening_.add(std::move(each));
-    for (const int each : held_) {
-      tightening_.hold(each);
-      if (atoms_.bound_of(each).relation == Relation::equal) tightening_.add({{{each}}});
-    }
+    for (const int each : held_) tightening_.hold(each);
   }
 
   // Constraints of literals that are fixed.
@@ -271,11 +268,12 @@ TEST(Tightening, ConditionsThatAreSums) {
   problem.expect_known_to_follow();
 }
 
-TEST(Tightening, WithoutBoundsOnTheConditionThereIsOnlyTheHull) {
+TEST(Tightening, WithoutBoundsOnTheConditionAMaximumIsLimitedFromBelow) {
   Problem problem;
   for (const char* t : {"(>= x -1)", "(= y (ite (>= x 0) x 0))"}) problem.add(t);
   problem.run();
-  EXPECT_EQ(problem.interval("y"), "-1 none");
+  EXPECT_EQ(problem.interval("y"), "0 none");
+  EXPECT_TRUE(problem.knows("(>= y x)"));
   problem.expect_known_to_follow();
 }
 
