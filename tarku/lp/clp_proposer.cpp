@@ -182,8 +182,7 @@ class ClpProposer final : public Proposer {
     if (!run(is_primal, test)) return {};
     count_iterations();
     Proposal result;
-    for (int j = 0; j < program_.num_columns(); ++j) result.basis.push_back(place(clp_.getColumnStatus(model_, j)));
-    for (int i = 0; i < program_.num_rows(); ++i) result.basis.push_back(place(clp_.getRowStatus(model_, i)));
+    for (int s = 0; s < program_.num_sides(); ++s) result.basis.push_back(place(status(s)));
     const auto num_basic = std::count(result.basis.begin(), result.basis.end(), Place::basic);
     if (num_basic != program_.num_rows()) return {};
     const int answer = clp_.status(model_);
@@ -371,8 +370,7 @@ class ClpProposer final : public Proposer {
     method_ = method;
     const bool is_scaled = method == Method::dual || method == Method::primal;
     clp_.scaling(model_, is_scaled ? automatic_scaling : 0);
-    for (int j = 0; j < program_.num_columns(); ++j) clp_.setColumnStatus(model_, j, at_lower);
-    for (int i = 0; i < program_.num_rows(); ++i) clp_.setRowStatus(model_, i, basic);
+    for (int s = 0; s < program_.num_sides(); ++s) set_status(s, s < program_.num_columns() ? at_lower : basic);
   }
 
   const ClpLibrary& clp_;

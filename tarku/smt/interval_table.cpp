@@ -5,27 +5,14 @@
 
 namespace tarku::smt {
 
-namespace {
-
-bool is_bound_above(Relation relation) {
-  return relation != Relation::greater && relation != Relation::greater_equal;
-}
-
-bool is_bound_below(Relation relation) {
-  return relation != Relation::less && relation != Relation::less_equal;
-}
-
-}  // namespace
-
 void IntervalTable::hold(int constraint) {
   const AtomTable::Bound& bound = atoms_.bound_of(constraint);
-  if (bound.relation == Relation::distinct) return;
   const auto variable = static_cast<std::size_t>(bound.variable);
   if (variable >= intervals_.size()) intervals_.resize(std::max(variable + 1, 2 * intervals_.size()));
   std::optional<End>& upper = intervals_[variable].upper;
   std::optional<End>& lower = intervals_[variable].lower;
-  if (is_bound_above(bound.relation) && (!upper || bound.value < upper->value)) upper = End{bound.value, constraint};
-  if (is_bound_below(bound.relation) && (!lower || lower->value < bound.value)) lower = End{bound.value, constraint};
+  if (limits_above(bound.relation) && (!upper || bound.value < upper->value)) upper = End{bound.value, constraint};
+  if (limits_below(bound.relation) && (!lower || lower->value < bound.value)) lower = End{bound.value, constraint};
 }
 
 const std::optional<IntervalTable::End>& IntervalTable::end(int variable, bool is_upper) const {
@@ -35,18 +22,23 @@ const std::optional<IntervalTable::End>& IntervalTable::end(int variable, bool i
   return is_upper ? intervals_[index].upper : intervals_[index].lower;
 }
 
-VariableSum IntervalTable::sum_of(int constraint) const {
-  const AtomTable::Bound& bound = atoms_.bound_of(constraint);
+VariableSum IntervalTable::sum_of_variable(int variable) const {
   VariableSum sum;
-  if (!bound.value.is_zero()) sum[0] = bound.value.neg();
-  const int row_index = atoms_.row_of(bound.variable);
+  const int row_index = atoms_.row_of(variable);
   if (row_index < 0) {
-    sum[bound.variable] = QNumber(1);
+    sum[variable] = QNumber(1);
     return sum;
   }
   const AtomTable::Row& row = atoms_.rows()[static_cast<std::size_t>(row_index)];
   const Monomial* monomials = atoms_.monomials(row);
   for (std::uint32_t i = 0; i < row.count; ++i) sum[atoms_.find_variable(monomials[i].leaf)] = monomials[i].coeff;
+  return sum;
+}
+
+VariableSum IntervalTable::sum_of(int constraint) const {
+  const AtomTable::Bound& bound = atoms_.bound_of(constraint);
+  VariableSum sum = sum_of_variable(bound.variable);
+  if (!bound.value.is_zero()) sum[0] = bound.value.neg();
   return sum;
 }
 
@@ -66,8 +58,8 @@ std::optional<QNumber> IntervalTable::limit(const VariableSum& sum, bool is_uppe
 
 void LemmaSum::add(int constraint, const QNumber& factor) {
   const Relation relation = atoms_.bound_of(constraint).relation;
-  const bool is_below = relation == Relation::greater || relation == Relation::greater_equal;
-  if (relation == Relation::distinct || (relation != Relation::equal && factor.is_negative() != is_below)) {
+  const bool is_below = !limits_above(relation);
+  if (!(factor.is_negative() ? limits_below(relation) : limits_above(relation))) {
     is_possible_ = false;
     return;
   }

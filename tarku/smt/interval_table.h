@@ -14,6 +14,14 @@ namespace tarku::smt {
 // Multiples of the variables of symbols, by variable; the constant is that of variable 0.
 using VariableSum = std::map<int, QNumber>;
 
+// Whether a constraint with this relation is a bound from above, or from below; an equality is both.
+constexpr bool limits_above(Relation r) {
+  return r == Relation::less || r == Relation::less_equal || r == Relation::equal;
+}
+constexpr bool limits_below(Relation r) {
+  return r == Relation::greater || r == Relation::greater_equal || r == Relation::equal;
+}
+
 class IntervalTable {
  public:
   struct End {
@@ -28,6 +36,8 @@ class IntervalTable {
   // Empty when there is none.
   const std::optional<End>& end(int variable, bool is_upper) const;
 
+  // What a variable stands for: itself, or the sum of its row.
+  VariableSum sum_of_variable(int variable) const;
   // sum `relation` 0 is what the constraint says; the relation is its own.
   VariableSum sum_of(int constraint) const;
   // The greatest or the least value that the bounds on symbols allow; empty when they allow any.

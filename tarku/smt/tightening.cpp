@@ -132,14 +132,12 @@ bool Tightening::drop_dead_cases(Alternatives& alternatives) {
 // Whether bounds contradict the constraint; the search is told so.
 bool Tightening::is_dead(int constraint) {
   const Relation relation = atoms_.bound_of(constraint).relation;
-  for (const bool from_below : {false, true}) {
-    const bool is_usable = from_below ? relation == Relation::less || relation == Relation::less_equal
-                                      : relation == Relation::greater || relation == Relation::greater_equal;
-    if (!is_usable && relation != Relation::equal) continue;
-    const std::optional<QNumber> least = table_.limit(table_.sum_of(constraint), !from_below);
-    if (!least || (from_below ? least->is_negative() : least->is_positive())) continue;
+  for (const bool is_upper : {false, true}) {
+    if (!(is_upper ? limits_above(relation) : limits_below(relation))) continue;
+    const std::optional<QNumber> closest = table_.limit(table_.sum_of(constraint), !is_upper);
+    if (!closest || (is_upper ? closest->is_negative() : closest->is_positive())) continue;
     LemmaSum sum(atoms_, table_);
-    sum.add(constraint, QNumber(from_below ? 1 : -1));
+    sum.add(constraint, QNumber(is_upper ? 1 : -1));
     if (add_lemma(sum)) return true;
   }
   return false;
@@ -151,9 +149,9 @@ bool Tightening::is_dead(int constraint) {
 bool Tightening::narrow_sum(int variable) {
   if (atoms_.row_of(variable) < 0) return false;
   bool has_changed = false;
+  const VariableSum terms = table_.sum_of_variable(variable);
   for (const bool is_upper : {false, true}) {
-    const int any = atoms_.add_bound(variable, Relation::less_equal, QNumber());
-    const std::optional<QNumber> limit = table_.limit(table_.sum_of(any), is_upper);
+    const std::optional<QNumber> limit = table_.limit(terms, is_upper);
     if (!limit || !is_progress(variable, is_upper, *limit)) continue;
     const QNumber value = rounded(variable, *limit, is_upper);
     const int fact = atoms_.add_bound(variable, is_upper ? Relation::less_equal : Relation::greater_equal, value);
@@ -239,9 +237,7 @@ std::optional<Tightening::Limit> Tightening::limit_in_case(const std::vector<int
     rest.erase(place);
     const Relation relation = atoms_.bound_of(constraint).relation;
     const bool is_rest_upper = is_upper == coeff.is_negative();
-    const bool is_usable = is_rest_upper ? relation == Relation::greater || relation == Relation::greater_equal
-                                         : relation == Relation::less || relation == Relation::less_equal;
-    if (!is_usable && relation != Relation::equal) continue;
+    if (!(is_rest_upper ? limits_below(relation) : limits_above(relation))) continue;
     const std::optional<QNumber> limit = table_.limit(rest, is_rest_upper);
     if (!limit) continue;
     const QNumber value = limit->neg() / coeff;

@@ -16,6 +16,7 @@
 #include "tarku/smt/flatten.h"
 #include "tarku/smt/linear.h"
 #include "tarku/termination_test.h"
+#include "tests/unit/smt/stop_after.h"
 #include "tests/unit/smt/term_text.h"
 
 namespace tarku::smt {
@@ -544,20 +545,6 @@ TEST_F(GuidedEngineTest, AConflictOfTheGuideGoesWithItsLevel) {
   EXPECT_TRUE(engine.bool_value(text("p")));
 }
 
-class StopAfter : public TerminationTest {
- public:
-  explicit StopAfter(int polls) : polls_(polls) {}
-  void operator()() const override {
-    if (polls_-- > 0) return;
-    Interrupted stop;
-    stop << "enough";
-    throw stop;
-  }
-
- private:
-  mutable int polls_;
-};
-
 // From every possible stop on, the answers that follow are those of an undisturbed engine.
 TEST_F(GuidedEngineTest, InterruptedChecksCanBeRepeated) {
   for (const char* const last : {"(>= u 1)", "(<= x 2.7)"}) {
@@ -568,7 +555,7 @@ TEST_F(GuidedEngineTest, InterruptedChecksCanBeRepeated) {
       engine.assert_term(
           text("(and (<= (+ x y z) 4) (>= (- x y) 2) (>= (+ x (* 3 y)) 5) (>= (- y z) 1) (>= (+ y z) 0))"));
       engine.assert_term(text(last));
-      StopAfter stop(polls);
+      test::StopAfter stop(polls);
       engine.set_termination_test(&stop);
       const bool is_stopped = engine.check() == Answer::unknown;
       engine.set_termination_test(nullptr);

@@ -13,6 +13,7 @@
 
 #include "tarku/la/lasolver.h"
 #include "tarku/termination_test.h"
+#include "tests/unit/smt/stop_after.h"
 #include "tests/unit/smt/term_text.h"
 #include "tests/unit/support/fourier_motzkin.h"
 
@@ -464,26 +465,12 @@ TEST_F(EngineTest, MisuseNamesTheCall) {
   EXPECT_EQ(error([&] { engine.real_value(text("x")); }), "real_value: the last answer is not sat");
 }
 
-class StopAfter : public TerminationTest {
- public:
-  explicit StopAfter(int polls) : polls_(polls) {}
-  void operator()() const override {
-    if (polls_-- > 0) return;
-    Interrupted stop;
-    stop << "time limit";
-    throw stop;
-  }
-
- private:
-  mutable int polls_;
-};
-
 TEST_F(EngineTest, AnInterruptedCheckIsUnknownAndCanBeRepeated) {
   // From every possible stop on, the answers that follow are those of an undisturbed engine.
   for (int polls = 0; polls < 12; ++polls) {
     SCOPED_TRACE("stop after " + std::to_string(polls));
     Engine e(terms);
-    StopAfter stop(polls);
+    test::StopAfter stop(polls, "time limit");
     for (const char* t : {"(<= (+ x y) 4)", "(>= (- x y) 2)", "(>= (+ x (* 3 y)) 5)"}) e.assert_term(text(t));
     e.set_termination_test(&stop);
     Answer answer = e.check();
@@ -813,7 +800,7 @@ TEST_F(JudgedProblems, EveryOrderOfCallsAgreesWithElimination) {
         levels.pop_back();
       } else if (what <= 6) {
         const bool interrupted = pick(0, 5) == 0;
-        StopAfter stop(pick(0, 6));
+        test::StopAfter stop(pick(0, 6));
         if (interrupted) e.set_termination_test(&stop);
         const Answer answer = e.check();
         e.set_termination_test(nullptr);

@@ -16,6 +16,7 @@
 #include "tarku/smt/linear.h"
 #include "tarku/smt/stated.h"
 #include "tarku/termination_test.h"
+#include "tests/unit/smt/stop_after.h"
 #include "tests/unit/smt/term_text.h"
 
 namespace tarku::smt {
@@ -425,20 +426,6 @@ TEST(Tightening, RandomQueriesOfNetworks) {
   EXPECT_GT(num_unsat, 50);
 }
 
-class StopAfter : public TerminationTest {
- public:
-  explicit StopAfter(int polls) : polls_(polls) {}
-  void operator()() const override {
-    if (polls_-- > 0) return;
-    Interrupted stop;
-    stop << "enough";
-    throw stop;
-  }
-
- private:
-  mutable int polls_;
-};
-
 // Wherever a check is stopped, the next one has the answer.
 TEST(Tightening, InterruptedChecksCanBeRepeated) {
   int num_stopped = 0;
@@ -452,7 +439,7 @@ TEST(Tightening, InterruptedChecksCanBeRepeated) {
                           "(= v (ite (>= (+ u x) 1) (+ u x) 1))", "(or (> (- v u) 2.5) (< (+ v x) 0))"}) {
       engine.assert_term(text(t));
     }
-    StopAfter stop(polls);
+    test::StopAfter stop(polls);
     engine.set_termination_test(&stop);
     const bool is_stopped = engine.check() == Answer::unknown;
     engine.set_termination_test(nullptr);
